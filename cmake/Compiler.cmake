@@ -1,0 +1,19 @@
+# Warnings, sanitizers and what every target of ours is compiled with.
+add_library(decoder_options INTERFACE)
+target_compile_options(decoder_options INTERFACE -Wall -Wextra -Wconversion -Wshadow)
+
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  # Unique symbols would keep the library from ever being unloaded.
+  add_compile_options(-fno-gnu-unique)
+endif()
+
+if(DECODER_SANITIZE)
+  add_compile_options(-fsanitize=${DECODER_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${DECODER_SANITIZE})
+endif()
+
+if(WIN32)
+  add_compile_definitions(UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0601)
+  # No runtime DLL beside ours.
+  add_link_options(-static)
+endif()

@@ -1,0 +1,10 @@
+# The worker beside the build: one folder above the plug-in's, a link to the system's ffmpeg.
+if(WIN32)
+  set(worker_name ffmpeg.exe)
+else()
+  set(worker_name ffmpeg)
+endif()
+if(NOT DECODER_WORKER)
+  find_program(DECODER_WORKER ${worker_name} REQUIRED)
+endif()
+file(CREATE_LINK ${DECODER_WORKER} ${CMAKE_BINARY_DIR}/ffmpeg-lgpl.exe COPY_ON_ERROR SYMBOLIC)

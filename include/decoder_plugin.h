@@ -1,0 +1,224 @@
+/*
+ * The border between an audio application (the host) and the decoder plug-in decoder_ffmpeg.
+ *
+ * Plain C, usable alone from C11 and C++11 on. A host loads the library, looks up the nine functions by
+ * their DECODER_EXPORT_* names and calls them through the DecoderXxxFunction types below.
+ *
+ * Text crosses the border as NUL-terminated UTF-16LE. All records are packed: several fields are
+ * unaligned, and the offsets asserted below are the contract.
+ *
+ * Threads: one decoder belongs to one thread at a time; the host may hand it from thread to thread
+ * between calls. Different decoders may run side by side. Nothing here may be called from a signal
+ * handler. No function lets a C++ exception out.
+ *
+ * The order per decoder: Create, optionally Set("EventQuit"), then any number of runs, each of Open,
+ * DecodeBlock and SetPosition in any mix and Close, and finally Destroy. Get, Set("IDTags") and
+ * DeleteATag need only a live decoder and may come outside a run.
+ */
+#ifndef DECODER_PLUGIN_H
+#define DECODER_PLUGIN_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+typedef char16_t DecoderChar;
+#define DECODER_ASSERT(condition, text) static_assert(condition, text)
+#else
+typedef uint_least16_t DecoderChar;
+#define DECODER_ASSERT(condition, text) _Static_assert(condition, text)
+#endif
+
+/* The object that Create gives and every other function takes first. Opaque to the host. */
+typedef struct Decoder Decoder;
+
+/* DecoderOpenInfo.flags */
+#define DECODER_OPEN_EXTERNAL_PACKETS 0x02u /* decode external packets; always refused */
+#define DECODER_OPEN_TAGS 0x08u             /* the host wants the tag blob */
+#define DECODER_OPEN_INFO 0x10u             /* the host wants the information blob */
+
+/* Keys of Get, compared exactly and with case. */
+#define DECODER_GET_DECODES u"Decodes"
+#define DECODER_GET_STREAMING_DECODES u"StreamingDecodes"
+#define DECODER_GET_DESCRIPTION u"Decoder Description"
+#define DECODER_GET_CAN_WRITE_TAGS u"CanWriteIDTags"
+
+/* Keys of Set, compared exactly and with case. */
+#define DECODER_SET_EVENT_QUIT u"EventQuit"
+#define DECODER_SET_TAGS u"IDTags"
+
+/* Given to Create, which copies it. A log word is an open, appendable file of the host's: a file
+ * descriptor on Linux, a HANDLE on Windows; 0 and all ones mean "no log". The plug-in only writes
+ * to it (UTF-16LE lines that end in CR LF, no byte order mark) and never closes it: the file must
+ * stay open until the decoder is destroyed. */
+#pragma pack(push, 1)
+typedef struct DecoderCreateInfo {
+    uint64_t errorLog;
+    uint64_t reserved;
+    uint64_t traceLog;
+} DecoderCreateInfo;
+
+/* The record of Get and Set. Each key uses only the fields named with it; the others stay as they
+ * were. Pointers that Get returns live as long as the library is loaded. */
+typedef struct DecoderParam {
+    uint32_t index; /* row of a table, from 0 (in) */
+    int32_t value;  /* a number (in or out) */
+    uint8_t untouched8[16];
+    const DecoderChar* text;  /* (in or out) */
+    const DecoderChar* text2; /* (out) */
+    uint8_t untouched40[8];
+    const void* data; /* bytes (in) */
+} DecoderParam;
+
+/* The layout of WAVEFORMATEXTENSIBLE. The extension is zero unless formatTag is 0xFFFE and extraSize
+ * at least 22. */
+typedef struct DecoderWaveFormat {
+    uint16_t formatTag; /* 1 PCM, 3 IEEE float, 0xFFFE extensible, ... */
+    uint16_t channels;
+    uint32_t samplesPerSecond;      /* sample frames per second */
+    uint32_t averageBytesPerSecond; /* never 0 after a successful Open */
+    uint16_t blockAlign;            /* bytes of one sample frame; never 0 after a successful Open */
+    uint16_t bitsPerSample;
+    uint16_t extraSize;
+    uint16_t validBitsPerSample; /* from here on the extension */
+    uint32_t channelMask;
+    uint8_t subFormat[16];
+} DecoderWaveFormat;
+
+typedef struct DecoderFormat {
+    DecoderWaveFormat wave;
+    uint32_t bitrate;   /* bits per second as the worker reports it; 0 unknown */
+    int64_t durationMs; /* milliseconds as the worker reports it; 0 unknown */
+    uint8_t reserved[12];
+} DecoderFormat;
+
+/* The record of Open. Both blobs live until the next Open of the same decoder or its Destroy. */
+typedef struct DecoderOpenInfo {
+    const DecoderChar* path; /* path or URL (in) */
+    uint32_t flags;          /* DECODER_OPEN_* (in) */
+    DecoderFormat format;    /* (out) */
+    uint32_t reserved;       /* (out) always 0 */
+    const void* tags;        /* tag blob (out, with DECODER_OPEN_TAGS) */
+    uint32_t tagsSize;       /* bytes (out) */
+    const void* info;        /* information blob (out, with DECODER_OPEN_INFO) */
+    uint32_t infoSize;       /* bytes (out) */
+} DecoderOpenInfo;
+
+/* The record of DecodeBlock. */
+typedef struct DecoderBlockInfo {
+    const void* samples;  /* interleaved little-endian samples (out), until the next DecodeBlock */
+    uint32_t bytes;       /* valid bytes at samples (out), at most blockAlign * 4096 */
+    DecoderFormat format; /* (out) repeated with every block */
+    uint32_t reserved;    /* (out) always 0 */
+    uint64_t position;    /* (out) milliseconds decoded since the last start, plus the sample frame
+                             given to the last SetPosition (0 after Open): the sum of unlike units */
+    int32_t endOfStream;  /* (out) 1 when fewer bytes came than were asked for, else 0 */
+} DecoderBlockInfo;
+#pragma pack(pop)
+
+/*
+ * A blob (tags, information) is little-endian and unaligned: a u32 count of entries, then per entry
+ * a u32 length of the whole entry in bytes, the name and the value as NUL-terminated UTF-16LE, and
+ * what is left of the length as binary data (a picture's file bytes, say). Several values of one name
+ * are joined by U+000D inside the value. A name that begins with "_" is a convention between host and
+ * plug-in and no text for the user.
+ */
+
+DECODER_ASSERT(sizeof(void*) == 8, "the contract is for 64-bit processes");
+DECODER_ASSERT(sizeof(DecoderCreateInfo) == 24, "size of DecoderCreateInfo");
+DECODER_ASSERT(offsetof(DecoderCreateInfo, reserved) == 8, "reserved");
+DECODER_ASSERT(offsetof(DecoderCreateInfo, traceLog) == 16, "traceLog");
+DECODER_ASSERT(sizeof(DecoderParam) == 56, "size of DecoderParam");
+DECODER_ASSERT(offsetof(DecoderParam, value) == 4, "value");
+DECODER_ASSERT(offsetof(DecoderParam, text) == 24, "text");
+DECODER_ASSERT(offsetof(DecoderParam, text2) == 32, "text2");
+DECODER_ASSERT(offsetof(DecoderParam, data) == 48, "data");
+DECODER_ASSERT(sizeof(DecoderWaveFormat) == 40, "size of DecoderWaveFormat");
+DECODER_ASSERT(offsetof(DecoderWaveFormat, extraSize) == 16, "extraSize");
+DECODER_ASSERT(offsetof(DecoderWaveFormat, subFormat) == 24, "subFormat");
+DECODER_ASSERT(sizeof(DecoderFormat) == 64, "size of DecoderFormat");
+DECODER_ASSERT(offsetof(DecoderFormat, bitrate) == 40, "bitrate");
+DECODER_ASSERT(offsetof(DecoderFormat, durationMs) == 44, "durationMs");
+DECODER_ASSERT(offsetof(DecoderFormat, reserved) == 52, "reserved");
+DECODER_ASSERT(sizeof(DecoderOpenInfo) == 104, "size of DecoderOpenInfo");
+DECODER_ASSERT(offsetof(DecoderOpenInfo, flags) == 8, "flags");
+DECODER_ASSERT(offsetof(DecoderOpenInfo, format) == 12, "format");
+DECODER_ASSERT(offsetof(DecoderOpenInfo, reserved) == 76, "reserved");
+DECODER_ASSERT(offsetof(DecoderOpenInfo, tags) == 80, "tags");
+DECODER_ASSERT(offsetof(DecoderOpenInfo, tagsSize) == 88, "tagsSize");
+DECODER_ASSERT(offsetof(DecoderOpenInfo, info) == 92, "info");
+DECODER_ASSERT(offsetof(DecoderOpenInfo, infoSize) == 100, "infoSize");
+DECODER_ASSERT(sizeof(DecoderBlockInfo) == 92, "size of DecoderBlockInfo");
+DECODER_ASSERT(offsetof(DecoderBlockInfo, bytes) == 8, "bytes");
+DECODER_ASSERT(offsetof(DecoderBlockInfo, format) == 12, "format");
+DECODER_ASSERT(offsetof(DecoderBlockInfo, reserved) == 76, "reserved");
+DECODER_ASSERT(offsetof(DecoderBlockInfo, position) == 80, "position");
+DECODER_ASSERT(offsetof(DecoderBlockInfo, endOfStream) == 88, "endOfStream");
+
+/*
+ * The nine functions, under these names in the library. 1 is success and 0 failure; a null decoder
+ * gives 0 (Destroy: 1), and so does a null record or key.
+ */
+#define DECODER_EXPORT_CREATE "Create"
+#define DECODER_EXPORT_DESTROY "Destroy"
+#define DECODER_EXPORT_GET "Get"
+#define DECODER_EXPORT_SET "Set"
+#define DECODER_EXPORT_OPEN "Open"
+#define DECODER_EXPORT_CLOSE "Close"
+#define DECODER_EXPORT_DECODE_BLOCK "DecodeBlock"
+#define DECODER_EXPORT_SET_POSITION "SetPosition"
+#define DECODER_EXPORT_DELETE_A_TAG "DeleteATag"
+
+/* Create: a new decoder, owned by the host until Destroy. Null when memory is exhausted. */
+typedef Decoder* (*DecoderCreateFunction)(const DecoderCreateInfo* info);
+
+/* Destroy: terminates a worker that still runs at once, then frees the decoder and all that it handed
+ * out. Always 1. */
+typedef int64_t (*DecoderDestroyFunction)(Decoder* decoder);
+
+/* Get, by key:
+ *   "Decodes"             in index; out text = extension with its dot, text2 = description; 0 from the
+ *                         first row behind the table on, so enumerate from 0 until 0
+ *   "StreamingDecodes"    in index; out text = MIME type; ends in the same way
+ *   "Decoder Description" out text
+ *   "CanWriteIDTags"      in text = path; out value = 1 when the extension can be tagged, else 0
+ * 0 for an unknown key or row, the record then being as it was. */
+typedef int64_t (*DecoderGetFunction)(Decoder* decoder, const DecoderChar* key, DecoderParam* param);
+
+/* Set, by key:
+ *   "EventQuit" in text = name of an event of the host's. While it is set, every blocking wait of this
+ *               decoder's Open, SetPosition and DecodeBlock ends at once with a silent 0. On Windows the
+ *               name of a manual-reset event; on Linux that of a FIFO: a name that begins with "/" is
+ *               its path, any other lies in /dev/shm; it is set while it holds a byte. It is created
+ *               when absent, and whoever made it removes it. A null text changes nothing and gives 1.
+ *   "IDTags"    in text = path, data = tag blob, value = its bytes: writes the file's tags. */
+typedef int64_t (*DecoderSetFunction)(Decoder* decoder, const DecoderChar* key, DecoderParam* param);
+
+/* Open: starts a worker on path and reads the format; blocks until the worker delivered the stream's
+ * header, ended, or the quit event came. A run that is still going is stopped first. After a 0 the run
+ * may still hold a worker; the next Open, SetPosition, Close or Destroy cleans up. */
+typedef int64_t (*DecoderOpenFunction)(Decoder* decoder, DecoderOpenInfo* info);
+
+/* Close: ends the run; a worker that doesn't end by itself is terminated after 2 seconds. Always 1. */
+typedef int64_t (*DecoderCloseFunction)(Decoder* decoder);
+
+/* DecodeBlock: the next 4096 sample frames, fewer only at the end. The end of the stream is no failure:
+ * the last block is short or empty, with endOfStream 1 and result 1. Blocks without a time limit. */
+typedef int64_t (*DecoderDecodeBlockFunction)(Decoder* decoder, DecoderBlockInfo* block);
+
+/* SetPosition: goes on from the given sample frame, counted at the stream's sample rate; 0 and below are
+ * the beginning, a position behind the end gives an empty stream. Starts a new worker and blocks like
+ * Open. */
+typedef int64_t (*DecoderSetPositionFunction)(Decoder* decoder, int64_t position);
+
+/* DeleteATag: deletes from the file the tags whose names stand in names, a series of NUL-terminated
+ * strings that an empty string ends; null deletes all tags. */
+typedef int64_t (*DecoderDeleteATagFunction)(Decoder* decoder, const DecoderChar* path,
+                                             const DecoderChar* names);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

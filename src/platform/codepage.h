@@ -1,0 +1,22 @@
+// 8-bit text to UTF-16 and back.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace platform {
+
+enum class CodePage {
+    Ansi = 0,        // the system's own; Windows-1252 where there is none
+    Latin1 = 28591,  // ISO 8859-1
+    Utf8 = 65001,
+};
+
+// Invalid UTF-8 becomes U+FFFD, one for each maximal part of a sequence. NULs are text like any other.
+std::u16string ToWide(CodePage page, std::string_view bytes);
+
+// What the code page doesn't have becomes the system's substitute, at least a "?"; a lone surrogate becomes
+// U+FFFD in UTF-8.
+std::string FromWide(CodePage page, std::u16string_view text);
+
+}  // namespace platform

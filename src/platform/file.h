@@ -1,0 +1,44 @@
+// One file at a time, by handle, with 64-bit positions, and the host's log files.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace platform {
+
+// A value, not an owner. All ones is a closed file.
+enum class FileHandle : std::intptr_t { Closed = -1 };
+
+inline constexpr std::uint32_t kAccessRead = 0x80000000U;
+inline constexpr std::uint32_t kAccessWrite = 0x40000000U;
+inline constexpr std::uint32_t kShareRead = 1;
+inline constexpr std::uint32_t kShareWrite = 2;
+
+enum class SeekFrom { Start, Current, End };
+
+// Opens an existing file. A directory, FIFO or socket is refused at once. Closed on failure, with LastError.
+FileHandle OpenExisting(const std::u16string& path, std::uint32_t access, std::uint32_t share) noexcept;
+void CloseFile(FileHandle file) noexcept;
+
+// Bytes moved, up to `count`; fewer with LastError 0 at the end of the file, else with what went wrong.
+std::size_t ReadSome(FileHandle file, void* buffer, std::size_t count) noexcept;
+std::size_t WriteSome(FileHandle file, const void* buffer, std::size_t count) noexcept;
+
+// The new position, or -1 with LastError.
+std::int64_t Seek(FileHandle file, std::int64_t offset, SeekFrom from) noexcept;
+
+// Bytes, or -1 with LastError.
+std::int64_t FileSize(FileHandle file) noexcept;
+
+// Cuts or extends the file at its present position.
+bool EndFileHere(FileHandle file) noexcept;
+
+// The path in the form that lifts the system's limit on its length, where there is such a limit.
+std::u16string WithoutLengthLimit(const std::u16string& path);
+
+// Writes the bytes in one call to a log word of the host's. Failure is ignored and leaves no trace: no
+// signal, no LastError.
+void WriteToLog(std::uint64_t log, const void* bytes, std::size_t count) noexcept;
+
+}  // namespace platform

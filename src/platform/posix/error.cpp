@@ -1,0 +1,73 @@
+#include "platform/error.h"
+
+#include <cerrno>
+
+#include "platform/posix/errors.h"
+
+namespace platform {
+
+namespace {
+thread_local std::uint32_t lastError = kErrorNone;
+}
+
+std::uint32_t LastError() noexcept {
+    return lastError;
+}
+
+void SetLastError(std::uint32_t code) noexcept {
+    lastError = code;
+}
+
+namespace posix {
+
+std::uint32_t ErrorFromErrno(int code) noexcept {
+    switch (code) {
+        case 0:
+            return kErrorNone;
+        case ENOENT:
+            return kErrorFileNotFound;
+        case ENOTDIR:
+        case ELOOP:
+            return kErrorPathNotFound;
+        case EMFILE:
+        case ENFILE:
+            return kErrorTooManyOpenFiles;
+        case EACCES:
+        case EPERM:
+        case EISDIR:
+        case ENXIO:
+        case ETXTBSY:
+            return kErrorAccessDenied;
+        case EBADF:
+            return kErrorInvalidHandle;
+        case ENOMEM:
+            return kErrorNotEnoughMemory;
+        case EROFS:
+            return kErrorWriteProtect;
+        case EEXIST:
+            return kErrorAlreadyExists;
+        case EINVAL:
+            return kErrorInvalidParameter;
+        case EPIPE:
+            return kErrorBrokenPipe;
+        case ENOSPC:
+        case EDQUOT:
+        case EFBIG:
+            return kErrorDiskFull;
+        case ENOTEMPTY:
+            return kErrorDirectoryNotEmpty;
+        case ENOEXEC:
+            return kErrorBadExeFormat;
+        case ENAMETOOLONG:
+            return kErrorFilenameTooLong;
+        default:
+            return kErrorGeneralFailure;
+    }
+}
+
+void KeepErrno() noexcept {
+    SetLastError(ErrorFromErrno(errno));
+}
+
+}  // namespace posix
+}  // namespace platform

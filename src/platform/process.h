@@ -1,0 +1,44 @@
+// A child process with chosen standard channels.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "platform/pipe.h"
+
+namespace platform {
+
+// A value, not an owner: ReleaseProcess gives it back.
+enum class ProcessHandle : std::intptr_t { None = -1 };
+
+enum class ChannelMode : std::uint32_t { None = 0, Inherit = 1, Pipe = 2 };
+
+struct ChildChannel {
+    ChannelMode mode = ChannelMode::None;
+    PipeHandle end = PipeHandle::None;  // the child's end, with Pipe
+};
+
+struct ProcessStart {
+    std::string exe;                       // full path, UTF-8
+    std::vector<std::string> args;         // UTF-8, the program's own name first
+    std::string rawCommandLine;            // replaces args where a start takes one line; refused elsewhere
+    std::string workingDirectory;          // empty: the parent's
+    std::array<ChildChannel, 3> channels;  // standard input, output, error
+};
+
+// Starts the program hidden, with this process's environment and nothing of ours inherited but the channels.
+// None on failure, with LastError. Throws std::bad_alloc only.
+ProcessHandle StartProcess(const ProcessStart& start);
+
+// True when the process has ended within the limit.
+bool WaitForProcess(ProcessHandle process, Milliseconds limit) noexcept;
+
+// Ends the process at once, with exit code -1 where the killer may choose one.
+void KillProcess(ProcessHandle process) noexcept;
+
+// Gives the handle back; the process, when it still runs, goes on.
+void ReleaseProcess(ProcessHandle process) noexcept;
+
+}  // namespace platform

@@ -1,0 +1,59 @@
+// One file handle with 64-bit positions, and the moving of a file's tail.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "platform/file.h"
+#include "support/clstring.h"
+
+// Several objects may share one handle, of which only one owns it. Results and flags tell of failures, and
+// the thread's last error, left for OpenErrorText, tells why. Nothing is raised but std::bad_alloc, by paths.
+class clFile {
+  public:
+    static constexpr std::uint32_t kRead = platform::kAccessRead;
+    static constexpr std::uint32_t kWrite = platform::kAccessWrite;
+    static constexpr std::uint32_t kShareReadWrite = platform::kShareRead | platform::kShareWrite;
+
+    enum class Where { Start, End, Here };
+
+    clFile() noexcept = default;
+    explicit clFile(std::u16string_view filePath) : path(filePath) {}
+    // Works on a handle that another object owns.
+    explicit clFile(platform::FileHandle shared) noexcept : handle(shared) {}
+    clFile(const clFile&) = delete;
+    clFile& operator=(const clFile&) = delete;
+    ~clFile() { Close(); }
+
+    // Opens `path`, which must exist, with kRead, kWrite or both.
+    bool Open(std::uint32_t access);
+    void Close() noexcept;  // leaves a handle alone that isn't owned
+    bool IsOpen() const noexcept { return handle != platform::FileHandle::Closed; }
+
+    // The bytes read; fewer than `count` at the end of the file, or with `failed` set after a true error.
+    std::size_t Read(void* buffer, std::size_t count, bool* failed = nullptr) noexcept;
+    bool Write(const void* buffer, std::size_t count, Where where) noexcept;
+    bool Seek(std::int64_t position, Where origin) noexcept;
+    std::int64_t Tell() noexcept;                        // -1 on failure
+    std::int64_t Size(bool* failed = nullptr) noexcept;  // 0 and `failed` on failure
+
+    // Cuts the file, or extends it with zeros.
+    bool SetLength(std::int64_t length) noexcept;
+
+    // Moves all bytes from `position` to the end by `delta`, and the end with them. After a positive delta
+    // the bytes at `position` are the old ones still, for the caller to overwrite. The length changes even
+    // after a failure.
+    bool ShiftTail(std::int64_t position, std::int64_t delta) noexcept;
+
+    // What to log after a failed Open, with the last error.
+    static clString OpenErrorText(const char16_t* path);
+    static clString LongPath(std::u16string_view path);
+
+    clString path;
+    platform::FileHandle handle = platform::FileHandle::Closed;
+    bool ownsHandle = false;
+    std::uint32_t shareMode = kShareReadWrite;
+
+  private:
+    bool MovePiece(std::int64_t from, std::int64_t to, void* block, std::size_t count) noexcept;
+};

@@ -1,0 +1,74 @@
+// The one model of a file's tags: an ordered collection of named values, and its flat form at the border.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+#include "support/clbuffer.h"
+#include "support/cllists.h"
+#include "support/clstring.h"
+
+// A text tag has an empty Data; a binary tag (a picture, a binary item) has Data and, by convention, an empty
+// Value. Copies are deep.
+struct IDTag {
+    clString Name;   // as it came; never changed in case
+    clString Value;  // several values of one name are joined by U+000D
+    clBuffer Data;
+};
+
+// The beginning of the name of a picture; the image file's bytes are in its Data.
+inline constexpr std::u16string_view kArtPrefix = u"_albumart_";
+// Separates a picture's type from its description inside the name.
+inline constexpr std::u16string_view kSubDescription = u"<subdesc>";
+// A transient entry with which an engine tells what tag it has read.
+inline constexpr const char16_t* kTagVersionName = u"TagVersion";
+
+// Names are matched with ASCII case ignored. The order of insertion is kept through every operation; several
+// entries may have the same name. One thread at a time.
+class IDTags {
+  public:
+    IDTags() noexcept = default;
+    IDTags(const IDTags&) = delete;
+    IDTags& operator=(const IDTags&) = delete;
+    ~IDTags() { Clear(); }
+
+    int count() const noexcept { return entries_.count(); }
+    IDTag& operator[](int index) noexcept { return *entries_[index]; }
+    const IDTag& operator[](int index) const noexcept { return *entries_[index]; }
+    IDTag* const* begin() const noexcept { return entries_.begin(); }
+    IDTag* const* end() const noexcept { return entries_.end(); }
+
+    // The entry touched last, or null when that one was removed. Not an owner.
+    IDTag* Current = nullptr;
+
+    // References to entries live until the entry is removed.
+    IDTag& Add();
+    IDTag& AddText(std::u16string_view name, std::u16string_view value);
+    IDTag& AddCopy(const IDTag& tag);
+    IDTag& AddBinary(std::u16string_view name, std::span<const std::byte> bytes);
+
+    // The first entry whose normalised name equals the normalised `name`, or null.
+    IDTag* Find(std::u16string_view name, bool strip) noexcept;
+
+    // Removes every entry of that very name; true when there was one.
+    bool Remove(std::u16string_view name) noexcept;
+    void RemoveAt(int index) noexcept;
+    void Clear() noexcept;
+
+    // Takes the first "TagVersion" entry out and gives its value; empty when there is none.
+    clString TakeVersion();
+
+    // Writes the tag blob. False, with an empty buffer, when it would pass 4 GiB or memory is exhausted.
+    bool Serialise(clBuffer& buffer) const noexcept;
+
+    // Replaces the collection by what a tag blob holds, up to the first thing in it that doesn't fit.
+    void Parse(const void* bytes, std::int32_t size);
+
+  private:
+    clPtrList<IDTag> entries_;
+};
+
+// The name, for a picture with `strip` without its description.
+std::u16string_view NormalisedTagName(std::u16string_view name, bool strip) noexcept;

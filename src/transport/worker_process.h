@@ -1,0 +1,56 @@
+// A child process with its standard channels as streams.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "platform/process.h"
+#include "transport/streams.h"
+
+// What a worker is started with. Text is UTF-8.
+struct WorkerCommand {
+    std::string exe;                // full path
+    std::vector<std::string> args;  // the program's own name first
+    std::string rawCommandLine;     // when not empty, in place of the line made of args
+    std::string workingDirectory;   // empty: the host's
+    platform::ChannelMode stdinMode = platform::ChannelMode::None;
+    platform::ChannelMode stdoutMode = platform::ChannelMode::None;
+    platform::ChannelMode stderrMode = platform::ChannelMode::None;
+};
+
+// Knows nothing of audio. One thread at a time, except that another one may read stderrStream; it has to be
+// gone before Stop.
+class WorkerProcess {
+  public:
+    WorkerProcess() noexcept = default;
+    WorkerProcess(const WorkerProcess&) = delete;
+    WorkerProcess& operator=(const WorkerProcess&) = delete;
+    ~WorkerProcess();
+
+    // Stops what runs and starts the command. Raises file_not_found for a program that isn't there and
+    // std::runtime_error for any other failure; nothing is left open then.
+    void Start(const WorkerCommand& workerCommand);
+
+    // Closes the pipes, which tells a worker that still writes to end, and terminates one that hasn't ended
+    // after 2 seconds.
+    void Stop() noexcept;
+
+    // Stop, and gives back the events and the command as well.
+    void StopWhole() noexcept;
+
+    // Ends a running worker at once; Stop then has nothing to wait for.
+    void Terminate() noexcept;
+
+    // The parent's ends of the child's channels.
+    Qel::streamInOverlapped stdoutStream;
+    Qel::streamInOverlapped stderrStream;
+    Qel::streamOutOverlapped stdinStream;
+
+  private:
+    void Launch();
+
+    platform::ProcessHandle process = platform::ProcessHandle::None;
+    platform::EventHandle spareEvent = platform::EventHandle::None;  // comes and goes with a worker, unused
+    WorkerCommand command;
+};

@@ -1,0 +1,95 @@
+#include "support/clfile.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+namespace {
+
+// A file of its own for each test, in the system's folder for such files.
+class FileTest : public testing::Test {
+  protected:
+    FileTest() {
+        const auto* test = testing::UnitTest::GetInstance()->current_test_info();
+        path_ = std::filesystem::temp_directory_path() / (std::string("decoder_") + test->name());
+    }
+    ~FileTest() override { std::filesystem::remove(path_); }
+
+    void Write(const std::string& bytes) { std::ofstream(path_, std::ios::binary) << bytes; }
+    std::string Bytes() {
+        std::ifstream stream(path_, std::ios::binary);
+        return {std::istreambuf_iterator<char>(stream), {}};
+    }
+    std::u16string Path() const { return path_.u16string(); }
+
+    std::filesystem::path path_;
+};
+
+TEST_F(FileTest, ShiftTailMovesAnyTailInBothDirections) {
+    struct Case {
+        std::size_t size;
+        std::int64_t position;
+        std::int64_t delta;
+    };
+    const Case cases[] = {{20, 10, 5},        {20, 10, -5},         {20, 20, 7},
+                          {20, 20, -7},       {200000, 1000, 4096}, {200000, 1000, -999},
+                          {200000, 0, 65537}, {20, 10, 0},          {131072, 65536, -65536}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.size << " " << c.position << " " << c.delta);
+        std::string bytes(c.size, '\0');
+        for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>((i * 7 + i / 251) & 0xFF);
+        Write(bytes);
+        clFile file(Path());
+        ASSERT_TRUE(file.Open(clFile::kRead | clFile::kWrite));
+        ASSERT_TRUE(file.ShiftTail(c.position, c.delta));
+        file.Close();
+        const std::string after = Bytes();
+        const auto position = static_cast<std::size_t>(c.position);
+        ASSERT_EQ(after.size(), c.size + static_cast<std::size_t>(c.delta));
+        const auto target = static_cast<std::size_t>(c.position + c.delta);
+        EXPECT_EQ(after.substr(target), bytes.substr(position));
+        EXPECT_EQ(after.substr(0, std::min(position, target)), bytes.substr(0, std::min(position, target)));
+    }
+}
+
+TEST_F(FileTest, SetLengthWritesZerosBeyondOneBlock) {
+    Write("abc");
+    clFile file(Path());
+    ASSERT_TRUE(file.Open(clFile::kRead | clFile::kWrite));
+    ASSERT_TRUE(file.SetLength(3 + 65537));
+    EXPECT_EQ(Bytes(), "abc" + std::string(65537, '\0'));
+    ASSERT_TRUE(file.SetLength(2));
+    EXPECT_EQ(Bytes(), "ab");
+}
+
+TEST_F(FileTest, TellsEndFromFailure) {
+    Write("abc");
+    clFile file(Path());
+    char buffer[8];
+    bool failed = false;
+    EXPECT_EQ(file.Read(buffer, 1, &failed), 0U);
+    EXPECT_TRUE(failed) << "a closed file";
+    ASSERT_TRUE(file.Open(clFile::kRead));
+    EXPECT_EQ(file.Read(buffer, sizeof buffer, &failed), 3U);
+    EXPECT_FALSE(failed) << "the end of the file";
+    EXPECT_FALSE(file.Write("x", 1, clFile::Where::End)) << "a file that was opened for reading";
+    clFile shared(file.handle);
+    EXPECT_TRUE(shared.Seek(1, clFile::Where::Start));
+    shared.Close();
+    EXPECT_EQ(file.Tell(), 1) << "a borrowed handle was closed";
+}
+
+TEST_F(FileTest, RefusesAFolderAndSaysWhatIsMissing) {
+    clFile folder(std::filesystem::temp_directory_path().u16string());
+    EXPECT_FALSE(folder.Open(clFile::kRead));
+    clFile missing(Path());
+    EXPECT_FALSE(missing.Open(clFile::kRead));
+    EXPECT_EQ(clFile::OpenErrorText(Path().c_str()),
+              clString(u"Error opening file '" + Path() + u"', check no other program has it open. (win:2)"));
+    EXPECT_EQ(clFile::OpenErrorText(u""), clString(u"No file specified!"));
+}
+
+}  // namespace
