@@ -1,0 +1,255 @@
+#include "codecs/decoders/ffmpeg/decoder.h"
+
+#include <algorithm>
+#include <exception>
+#include <string>
+
+#include "codecs/decoders/ffmpeg/stderr_dump.h"
+#include "codecs/decoders/ffmpeg/stream_header.h"
+#include "codecs/decoders/ffmpeg/tables.h"
+#include "codecs/decoders/ffmpeg/worker_command.h"
+#include "platform/error.h"
+#include "support/clfile.h"
+#include "tags/idtags.h"
+#include "transport/exceptions.h"
+
+namespace {
+
+constexpr const char* kGetLabel = "clDecoder_ffmpeg::Get";
+constexpr const char* kSetLabel = "clDecoder_ffmpeg::Set";
+constexpr const char* kOpenLabel = "clDecoder_ffmpeg::Open";
+constexpr const char* kCloseLabel = "clDecoder_ffmpeg::Close";
+constexpr const char* kDecodeBlockLabel = "clDecoder_ffmpeg::DecodeBlock";
+// The one label of a start of the worker, be it for a seek or for Open.
+constexpr const char* kSetPositionLabel = "clDecoder_ffmpeg::SetPosition";
+constexpr const char* kWriteTagsLabel = "clDecoder_ffmpeg::WriteIDTags";
+constexpr const char* kDeleteTagLabel = "clDecoder_ffmpeg::DeleteATag";
+
+constexpr const char16_t* kTaggingUnsupported = u"Tagging not supported for this format.";
+
+constexpr std::uint32_t kFramesPerBlock = 4096;
+
+// An exception's text inside a message.
+void LogException(const char16_t* format, const std::exception& failure, const clLogHandles& logs,
+                  const char* label) {
+    clString text;
+    text.SetFromUtf8(failure.what());
+    clLog::Error(clString::Format(format, text.text()).text(), logs, label);
+}
+
+bool IsWebAddress(std::u16string_view path) noexcept {
+    return clString::BeginsWithNoCase(path, u"http://") || clString::BeginsWithNoCase(path, u"https://");
+}
+
+// The blob lives in the buffer; the record points at it.
+template <typename Pointer, typename Size>
+void HandOut(const IDTags& tags, clBuffer& buffer, Pointer setPointer, Size setSize) {
+    if (!tags.Serialise(buffer)) throw std::bad_alloc();
+    setPointer(buffer.data());
+    setSize(buffer.size());
+}
+
+void HandOutTags(const IDTags& tags, clBuffer& buffer, DecoderOpenInfo& info) {
+    HandOut(
+        tags, buffer, [&](const void* data) { info.tags = data; },
+        [&](std::uint32_t size) { info.tagsSize = size; });
+}
+
+void HandOutInfo(const IDTags& tags, clBuffer& buffer, DecoderOpenInfo& info) {
+    HandOut(
+        tags, buffer, [&](const void* data) { info.info = data; },
+        [&](std::uint32_t size) { info.infoSize = size; });
+}
+
+}  // namespace
+
+clDecoder_ffmpeg::~clDecoder_ffmpeg() {
+    lines.reset();
+    // Nobody waits any more for what it still has to say, so it gets no time to end by itself.
+    if (workerRunning) worker.Terminate();
+    StopRun();
+}
+
+bool clDecoder_ffmpeg::Get(std::u16string_view key, DecoderParam& param) {
+    clLog::Trace(clString(key).text(), logs, kGetLabel);
+    if (key == DECODER_GET_DECODES) {
+        const DecodedExtension* row = DecodesRow(param.index);
+        if (row == nullptr) return false;
+        param.text = row->extension;
+        param.text2 = row->description;
+        return true;
+    }
+    if (key == DECODER_GET_STREAMING_DECODES) {
+        const char16_t* row = StreamingDecodesRow(param.index);
+        if (row == nullptr) return false;
+        param.text = row;
+        return true;
+    }
+    if (key == DECODER_GET_DESCRIPTION) {
+        param.text = kDecoderDescription;
+        return true;
+    }
+    if (key == DECODER_GET_CAN_WRITE_TAGS) {
+        if (param.text == nullptr) return false;
+        param.value = TagFamilyOf(param.text) != TagFamily::None ? 1 : 0;
+        return true;
+    }
+    return false;
+}
+
+bool clDecoder_ffmpeg::Set(std::u16string_view key, DecoderParam& param) {
+    clLog::Trace(clString(key).text(), logs, kSetLabel);
+    if (key == DECODER_SET_EVENT_QUIT) {
+        if (param.text != nullptr) SetEventQuit(param.text);
+        return true;
+    }
+    if (key == DECODER_SET_TAGS) return WriteIDTags(param.text, param.data, param.value);
+    return false;
+}
+
+void clDecoder_ffmpeg::SetEventQuit(const char16_t* name) {
+    const platform::EventHandle opened = platform::OpenNamedSignal(name);
+    quitSignal.reset();
+    const platform::EventHandle own = opened != platform::EventHandle::None
+                                          ? platform::DuplicateSignal(opened)
+                                          : platform::EventHandle::None;
+    if (opened != platform::EventHandle::None) platform::CloseSignal(opened);
+    if (own == platform::EventHandle::None) throw Qel::bug_check();
+    quitSignal = Qel::aborter::Owning(own);
+}
+
+bool clDecoder_ffmpeg::WriteIDTags(const char16_t*, const void*, std::int32_t) {
+    clLog::Error(kTaggingUnsupported, logs, kWriteTagsLabel);
+    return false;
+}
+
+bool clDecoder_ffmpeg::DeleteATag(const char16_t*, const char16_t*) {
+    clLog::Error(kTaggingUnsupported, logs, kDeleteTagLabel);
+    return false;
+}
+
+bool clDecoder_ffmpeg::Open(DecoderOpenInfo& info) {
+    clLog::Trace(clLog::kEnter, logs, kOpenLabel);
+    if ((info.flags & DECODER_OPEN_EXTERNAL_PACKETS) != 0) {
+        clLog::Error(u"Error cannot decode external-packet data.", logs, kOpenLabel);
+        return false;
+    }
+    const DecoderChar* const wanted = info.path;
+    clLog::Trace(clString::Format(u"Opening file '%s' for read access: ", wanted).text(), logs, nullptr,
+                 false);
+    if (wanted == nullptr) {
+        clLog::Error(u"Attempting to open null file path.", logs, kOpenLabel);
+        return false;
+    }
+    path.Set(wanted);
+    if (!StartWorker(0, &info)) return false;
+    info.format = format;
+    info.reserved = formatTail;
+    clLog::Trace(clLog::kLeave, logs, kOpenLabel);
+    return true;
+}
+
+void clDecoder_ffmpeg::Close() {
+    clLog::Trace(clLog::kEnter, logs, kCloseLabel);
+    StopRun();
+    clLog::Trace(clLog::kLeave, logs, kCloseLabel);
+}
+
+bool clDecoder_ffmpeg::SetPosition(std::int64_t position) {
+    return StartWorker(position, nullptr);
+}
+
+// The reader goes first, so that it never reads from a closed handle.
+void clDecoder_ffmpeg::StopRun() noexcept {
+    lines.reset();
+    if (!workerRunning) return;
+    worker.StopWhole();
+    workerRunning = false;
+}
+
+void clDecoder_ffmpeg::EnterQuitSignal(Qel::AborterScope& scope) {
+    if (quitSignal) scope.Enter(*quitSignal);
+}
+
+// A failure leaves the run as it is; the next start or the end of the run cleans up.
+bool clDecoder_ffmpeg::StartWorker(std::int64_t position, DecoderOpenInfo* info) {
+    StopRun();
+    dataSize = kUnknownSize;
+    startPosition = position;
+    dataRead = 0;
+    try {
+        StartWorkerOrRaise(position, info);
+        return true;
+    } catch (const Qel::user_abort&) {
+        // The host asked for it.
+    } catch (const Qel::invalid_input&) {
+        LogUndecodable();
+    } catch (const std::exception& failure) {
+        LogException(u"FFmpeg error: %s", failure, logs, kSetPositionLabel);
+    }
+    return false;
+}
+
+void clDecoder_ffmpeg::StartWorkerOrRaise(std::int64_t position, DecoderOpenInfo* info) {
+    Qel::AborterScope scope;
+    EnterQuitSignal(scope);
+    double seconds = 0.0;
+    if (position > 0 && format.wave.samplesPerSecond != 0) {
+        seconds = static_cast<double>(position) / format.wave.samplesPerSecond;
+    }
+    worker.Start(BuildWorkerCommand(path.Utf8(), seconds));
+    workerRunning = true;
+    lines.emplace(worker.stderrStream);
+    ReadStreamHeader(worker.stdoutStream, {wave, format.wave, dataSize});
+    if (info != nullptr) ParseErrorText(*info);
+}
+
+void clDecoder_ffmpeg::ParseErrorText(DecoderOpenInfo& info) {
+    StdErrParse parse;
+    ParseStdErr(*lines, parse);
+    IDTags metadata;
+    IDTags information;
+    DeliverStdErr(parse, format, metadata, information);
+    if ((info.flags & DECODER_OPEN_TAGS) != 0) HandOutTags(metadata, tagBlob, info);
+    if ((info.flags & DECODER_OPEN_INFO) != 0) HandOutInfo(information, infoBlob, info);
+}
+
+// The worker gave no usable stream: a file that can't be opened is told from one that can't be decoded.
+void clDecoder_ffmpeg::LogUndecodable() {
+    if (!IsWebAddress(path)) {
+        clFile file(path);
+        if (!file.Open(clFile::kRead)) {
+            clLog::Error(clFile::OpenErrorText(path.text()).text(), logs, kSetPositionLabel);
+            return;
+        }
+    }
+    clLog::Error(u"File could not be decoded", logs, kSetPositionLabel);
+}
+
+bool clDecoder_ffmpeg::DecodeBlock(DecoderBlockInfo& info) {
+    if (!workerRunning) return false;
+    try {
+        Qel::AborterScope scope;
+        EnterQuitSignal(scope);
+        const std::uint32_t blockBytes = wave.BlockAlign() * kFramesPerBlock;
+        if (!block.Resize(blockBytes)) return false;
+        const auto want =
+            static_cast<std::uint32_t>(std::min<std::uint64_t>(blockBytes, dataSize - dataRead));
+        // Milliseconds and sample frames, added as they stand: what hosts get, and right after Open.
+        info.position =
+            dataRead * 1000 / wave.AverageBytesPerSecond() + static_cast<std::uint64_t>(startPosition);
+        const auto count = static_cast<std::uint32_t>(worker.stdoutStream.read(block.data(), want));
+        dataRead += count;
+        info.format = format;
+        info.reserved = formatTail;
+        info.endOfStream = count < want ? 1 : 0;
+        info.bytes = count;
+        info.samples = block.data();
+        return true;
+    } catch (const Qel::user_abort&) {
+        // The host asked for it.
+    } catch (const std::exception& failure) {
+        LogException(u"Decode error: %s", failure, logs, kDecodeBlockLabel);
+    }
+    return false;
+}

@@ -1,0 +1,96 @@
+// The nine functions: null tests, and the border that no exception crosses.
+#include <exception>
+#include <new>
+
+#include "codecs/decoders/ffmpeg/decoder.h"
+#include "decoder_plugin.h"
+#include "platform/module.h"
+#include "support/cllog.h"
+
+namespace {
+
+const platform::LibraryScope libraryScope;
+
+clDecoder_ffmpeg* Own(Decoder* decoder) noexcept {
+    return reinterpret_cast<clDecoder_ffmpeg*>(decoder);
+}
+
+// The result of `call` as the host gets it; what it raises becomes a logged 0.
+template <typename Call>
+std::int64_t Guarded(const clDecoder_ffmpeg& decoder, const char* label, Call call) noexcept {
+    try {
+        return call() ? 1 : 0;
+    } catch (const std::exception& failure) {
+        try {
+            clString text;
+            text.SetFromUtf8(failure.what());
+            clLog::Error(text.text(), decoder.Logs(), label);
+        } catch (...) {
+            // Without memory for a text there is none.
+        }
+    } catch (...) {
+        clLog::Error(u"unknown failure", decoder.Logs(), label);
+    }
+    return 0;
+}
+
+}  // namespace
+
+extern "C" {
+
+Decoder* Create(const DecoderCreateInfo* info) {
+    if (info == nullptr) return nullptr;
+    try {
+        return reinterpret_cast<Decoder*>(new clDecoder_ffmpeg(*info));
+    } catch (...) {
+        return nullptr;
+    }
+}
+
+std::int64_t Destroy(Decoder* decoder) {
+    delete Own(decoder);
+    return 1;
+}
+
+std::int64_t Get(Decoder* decoder, const DecoderChar* key, DecoderParam* param) {
+    if (decoder == nullptr || key == nullptr || param == nullptr) return 0;
+    return Guarded(*Own(decoder), "clDecoder_ffmpeg::Get", [&] { return Own(decoder)->Get(key, *param); });
+}
+
+std::int64_t Set(Decoder* decoder, const DecoderChar* key, DecoderParam* param) {
+    if (decoder == nullptr || key == nullptr || param == nullptr) return 0;
+    return Guarded(*Own(decoder), "clDecoder_ffmpeg::Set", [&] { return Own(decoder)->Set(key, *param); });
+}
+
+std::int64_t Open(Decoder* decoder, DecoderOpenInfo* info) {
+    if (decoder == nullptr || info == nullptr) return 0;
+    return Guarded(*Own(decoder), "clDecoder_ffmpeg::Open", [&] { return Own(decoder)->Open(*info); });
+}
+
+std::int64_t Close(Decoder* decoder) {
+    if (decoder == nullptr) return 0;
+    return Guarded(*Own(decoder), "clDecoder_ffmpeg::Close", [&] {
+        Own(decoder)->Close();
+        return true;
+    });
+}
+
+std::int64_t DecodeBlock(Decoder* decoder, DecoderBlockInfo* block) {
+    if (decoder == nullptr || block == nullptr) return 0;
+    return Guarded(*Own(decoder), "clDecoder_ffmpeg::DecodeBlock",
+                   [&] { return Own(decoder)->DecodeBlock(*block); });
+}
+
+std::int64_t SetPosition(Decoder* decoder, std::int64_t position) {
+    if (decoder == nullptr) return 0;
+    return Guarded(*Own(decoder), "clDecoder_ffmpeg::SetPosition",
+                   [&] { return Own(decoder)->SetPosition(position); });
+}
+
+std::int64_t DeleteATag(Decoder* decoder, const DecoderChar* path, const DecoderChar* names) {
+    if (decoder == nullptr) return 0;
+    return Guarded(*Own(decoder), "clDecoder_ffmpeg::DeleteATag",
+                   [&] { return Own(decoder)->DeleteATag(path, names); });
+}
+
+}  // extern "C"
