@@ -1,0 +1,36 @@
+// What tests need of the system and the product's own seam doesn't offer.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+
+namespace kit {
+
+// A loaded library. The functions are gone once it is unloaded.
+class Library {
+  public:
+    explicit Library(const std::filesystem::path& path);  // throws std::runtime_error
+    ~Library();
+    Library(const Library&) = delete;
+    Library& operator=(const Library&) = delete;
+
+    void* Find(const char* name) const;  // throws std::runtime_error
+
+  private:
+    void* handle_;
+};
+
+// The word of a log file as a host gives it to Create; appended to, created when absent.
+std::uint64_t OpenLog(const std::filesystem::path& path);
+void CloseLog(std::uint64_t log);
+
+// Descriptors or handles that this process has open, and its threads.
+int OpenHandles();
+int RunningThreads();
+
+// A name for a named event that no other test has, and the removal of what it left in the system.
+std::u16string FreshEventName();
+void RemoveEvent(const std::u16string& name);
+
+}  // namespace kit
