@@ -58,11 +58,11 @@ class clPtrList {
         growth_ = std::min(growth_ * 2, kLargestGrowth);
     }
 
+    std::array<T*, kInlineSlots> inline_;
     T** items_ = inline_.data();
     int count_ = 0;
     int capacity_ = kInlineSlots;
     int growth_ = kFirstGrowth;
-    std::array<T*, kInlineSlots> inline_;
     std::unique_ptr<T*[]> heap_;
 };
 
