@@ -311,6 +311,7 @@ std::int64_t clString::ToInt() const noexcept {
 }
 
 double clString::ToDouble() const noexcept {
+    constexpr double kFinest = 1e25;  // no later digit changes a double
     std::u16string_view rest = WithoutLeadingBlanks(View());
     rest = rest.substr(0, rest.find(u' '));
     const bool negative = TakeSign(rest);
@@ -320,6 +321,7 @@ double clString::ToDouble() const noexcept {
         if (unit == u'.' && divisor == 0) {
             divisor = 1;
         } else if (IsDigit(unit)) {
+            if (divisor >= kFinest) continue;
             value = value * 10 + (unit - u'0');
             divisor *= 10;
         } else {
