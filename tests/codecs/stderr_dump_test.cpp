@@ -51,8 +51,9 @@ TEST(ErrorText, CollectsTheFirstInputsOwnMetadata) {
         delivered);
     EXPECT_EQ(Shown(delivered.metadata), "title=A: title;comment= first line\nsecond: line;");
     EXPECT_EQ(Shown(delivered.information), "Encoder=flac (f / 0x1);Encoder=aac (LC);");
-    EXPECT_EQ(delivered.format.durationMs, 3723250);
-    EXPECT_EQ(delivered.format.bitrate, 1411000U);
+    // The + makes a value of what is unaligned in the record.
+    EXPECT_EQ(+delivered.format.durationMs, 3723250);
+    EXPECT_EQ(+delivered.format.bitrate, 1411000U);
 }
 
 TEST(ErrorText, ReadsDurationAndBitrateAsTheyAre) {
@@ -70,8 +71,8 @@ TEST(ErrorText, ReadsDurationAndBitrateAsTheyAre) {
     for (const Case& c : cases) {
         Delivered delivered;
         Deliver(std::string("Input #0, x:\n") + c.line + "\n  Stream #0:0: Audio: x\nend\n", delivered);
-        EXPECT_EQ(delivered.format.durationMs, c.durationMs) << c.line;
-        EXPECT_EQ(delivered.format.bitrate, c.bitrate) << c.line;
+        EXPECT_EQ(+delivered.format.durationMs, c.durationMs) << c.line;
+        EXPECT_EQ(+delivered.format.bitrate, c.bitrate) << c.line;
     }
 }
 

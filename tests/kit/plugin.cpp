@@ -24,6 +24,14 @@ std::string ReadLog(const std::filesystem::path& path) {
     return clString(text).Utf8();
 }
 
+Format Aligned(const DecoderFormat& format) {
+    const DecoderWaveFormat& wave = format.wave;
+    return {{wave.formatTag, wave.channels, wave.samplesPerSecond, wave.averageBytesPerSecond,
+             wave.blockAlign, wave.bitsPerSample, wave.extraSize},
+            format.bitrate,
+            format.durationMs};
+}
+
 template <typename Function>
 Function Export(const Library& library, const char* name) {
     return reinterpret_cast<Function>(library.Find(name));
@@ -106,17 +114,21 @@ void TestDecoder::Destroy() {
 
 bool TestDecoder::Open(const std::filesystem::path& path, std::uint32_t flags) {
     const std::u16string wide = path.u16string();
-    info = {};
-    info.path = wide.c_str();
-    info.flags = flags;
-    const bool opened = plugin_.Open(decoder_, &info) == 1;
-    info.path = nullptr;
+    DecoderOpenInfo record{};
+    record.path = wide.c_str();
+    record.flags = flags;
+    const bool opened = plugin_.Open(decoder_, &record) == 1;
+    info = {Aligned(record.format), record.reserved, record.tags,
+            record.tagsSize,        record.info,     record.infoSize};
     return opened;
 }
 
 bool TestDecoder::DecodeBlock() {
-    block = {};
-    return plugin_.DecodeBlock(decoder_, &block) == 1;
+    DecoderBlockInfo record{};
+    const bool decoded = plugin_.DecodeBlock(decoder_, &record) == 1;
+    block = {record.samples,  record.bytes,    Aligned(record.format),
+             record.reserved, record.position, record.endOfStream};
+    return decoded;
 }
 
 bool TestDecoder::SetEventQuit(const std::u16string& name) {

@@ -57,6 +57,35 @@ std::string MakeBlob(const std::vector<Tag>& tags);
 // The value of the first tag of that name (exactly), or "".
 std::string ValueOf(const std::vector<Tag>& tags, const std::string& name);
 
+// The records of the plug-in with their fields aligned, so that assertions may refer to them.
+struct Format {
+    struct {
+        std::uint16_t formatTag, channels;
+        std::uint32_t samplesPerSecond, averageBytesPerSecond;
+        std::uint16_t blockAlign, bitsPerSample, extraSize;
+    } wave;
+    std::uint32_t bitrate;
+    std::int64_t durationMs;
+};
+
+struct Opened {
+    Format format;
+    std::uint32_t reserved;
+    const void* tags;
+    std::uint32_t tagsSize;
+    const void* info;
+    std::uint32_t infoSize;
+};
+
+struct Block {
+    const void* samples;
+    std::uint32_t bytes;
+    Format format;
+    std::uint32_t reserved;
+    std::uint64_t position;
+    std::int32_t endOfStream;
+};
+
 // A decoder with logs of its own.
 class TestDecoder {
   public:
@@ -85,8 +114,8 @@ class TestDecoder {
     std::string ErrorLog() const;  // UTF-8, whole
     std::string TraceLog() const;
 
-    DecoderOpenInfo info{};    // of the last Open
-    DecoderBlockInfo block{};  // of the last DecodeBlock
+    Opened info{};  // of the last Open
+    Block block{};  // of the last DecodeBlock
 
   private:
     const Plugin& plugin_;

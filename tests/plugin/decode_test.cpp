@@ -78,7 +78,7 @@ TEST(Decode, SeeksAsFfmpegDoes) {
         kit::MakeAudio(file, 3, format.options);
         kit::TestDecoder decoder(plugin);
         ASSERT_TRUE(decoder.Open(file)) << decoder.ErrorLog();
-        const DecoderFormat opened = decoder.info.format;
+        const kit::Format opened = decoder.info.format;
         ASSERT_TRUE(decoder.DecodeBlock());
         for (const Seek& seek : seeks) {
             SCOPED_TRACE(testing::Message() << format.name << " to " << seek.seconds);

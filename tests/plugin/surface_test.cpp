@@ -12,7 +12,7 @@ TEST(Surface, ListsWhatItDecodes) {
     kit::TestDecoder decoder(plugin);
     std::uint32_t rows = 0;
     std::map<std::u16string, std::u16string> table;
-    for (DecoderParam param{}; plugin.Get(decoder.get(), DECODER_GET_DECODES, &param) == 1;
+    for (alignas(8) DecoderParam param{}; plugin.Get(decoder.get(), DECODER_GET_DECODES, &param) == 1;
          param.index = ++rows) {
         table[param.text] = param.text2;
     }
@@ -20,14 +20,14 @@ TEST(Surface, ListsWhatItDecodes) {
     EXPECT_EQ(table[u".awb"], u"AMR");
     EXPECT_EQ(table[u".tak"], u"Tom's Audio Kompressor");
 
-    DecoderParam beyond{};
+    alignas(8) DecoderParam beyond{};
     beyond.index = 19;
     beyond.value = 7;
     EXPECT_EQ(plugin.Get(decoder.get(), DECODER_GET_DECODES, &beyond), 0);
     EXPECT_EQ(beyond.text, nullptr);
     EXPECT_EQ(beyond.value, 7);
 
-    DecoderParam param{};
+    alignas(8) DecoderParam param{};
     param.index = 4;
     EXPECT_EQ(plugin.Get(decoder.get(), DECODER_GET_STREAMING_DECODES, &param), 1);
     EXPECT_EQ(std::u16string(param.text), u"application/x-mpegurl");
@@ -46,19 +46,19 @@ TEST(Surface, KnowsWhatItCanTag) {
                                                      {u"x.shn", 0},      {u"x", 0},       {u"a.tta\\x", 0},
                                                      {u"a.tta/x.dt", 0}, {u"", 0}};
     for (const auto& [path, expected] : cases) {
-        DecoderParam param{};
+        alignas(8) DecoderParam param{};
         param.text = path;
         param.value = -1;
         EXPECT_EQ(plugin.Get(decoder.get(), DECODER_GET_CAN_WRITE_TAGS, &param), 1);
         EXPECT_EQ(param.value, expected) << std::string(path, path + std::u16string_view(path).size());
     }
-    DecoderParam param{};
+    alignas(8) DecoderParam param{};
     EXPECT_EQ(plugin.Get(decoder.get(), DECODER_GET_CAN_WRITE_TAGS, &param), 0);
 }
 
 TEST(Surface, TakesNullForAnAnswer) {
     const kit::Plugin plugin;
-    DecoderParam param{};
+    alignas(8) DecoderParam param{};
     DecoderOpenInfo open{};
     DecoderBlockInfo block{};
     EXPECT_EQ(plugin.Destroy(nullptr), 1);
@@ -93,7 +93,7 @@ TEST(Surface, WritesItsLogs) {
     EXPECT_EQ(plugin.Open(decoder.get(), &open), 0);
     open.flags = 0;
     EXPECT_EQ(plugin.Open(decoder.get(), &open), 0);
-    DecoderParam param{};
+    alignas(8) DecoderParam param{};
     EXPECT_EQ(plugin.Get(decoder.get(), DECODER_GET_DESCRIPTION, &param), 1);
     EXPECT_EQ(plugin.DeleteATag(decoder.get(), u"x.shn", nullptr), 0);
     EXPECT_TRUE(decoder.Close());
