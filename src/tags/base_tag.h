@@ -1,0 +1,47 @@
+// What all tag engines have in common: one kind of tag in one open file.
+#pragma once
+
+#include <string_view>
+
+#include "support/clfile.h"
+#include "support/clstring.h"
+#include "tags/idtags.h"
+
+// An engine lives for one operation on a file, in one thread. Several share the handle of a clFile that must
+// stay open meanwhile, so they work one after the other, and each seeks before it reads or writes.
+// Failures show in the results alone: nothing is logged and nothing is raised, exhausted memory included.
+class BaseTag {
+  public:
+    BaseTag(const BaseTag&) = delete;
+    BaseTag& operator=(const BaseTag&) = delete;
+    virtual ~BaseTag() = default;
+
+    // Turns on a behaviour by its exact name; unknown names are ignored. Nothing turns it off again.
+    virtual void SetOption(std::u16string_view option) noexcept = 0;
+
+    virtual clString TagName() const = 0;
+
+    // Replaces the collection by what the file holds; a file without such a tag gives an empty one and true.
+    // False when the file can't be read or the tag is damaged; what was read until then stays in `tags`.
+    // `wantVersion` adds a "TagVersion" entry when there is a tag that holds something.
+    virtual bool Read(IDTags& tags, bool wantVersion) noexcept = 0;
+
+    // Whether the file has such a tag, whatever is in it.
+    virtual bool Exists() noexcept = 0;
+
+    // Brings the tags into the file: with `merge` they replace or join what it holds, without it they are the
+    // whole new tag. An engine may give the flag another sense and says so.
+    virtual bool Write(const IDTags& tags, bool merge) noexcept = 0;
+
+    // Removes the whole tag.
+    virtual void Delete() noexcept = 0;
+
+    // Removes the entries of that name, a name as Read gives it, and rewrites the tag when there were any.
+    virtual void DeleteTag(std::u16string_view name) noexcept = 0;
+
+  protected:
+    // Works on the handle of `opened`, which keeps owning it.
+    explicit BaseTag(const clFile& opened) noexcept : file(opened.handle) {}
+
+    clFile file;
+};
