@@ -136,6 +136,10 @@ const char* clString::Utf8() const {
     return utf8Cache_.get();
 }
 
+std::string clString::ToAnsi() const {
+    return platform::FromWide(platform::CodePage::Ansi, View());
+}
+
 void clString::Reserve(std::int32_t units, std::int32_t extra) {
     if (capacity_ >= units) return;
     const std::int32_t wanted = units + extra;

@@ -70,6 +70,9 @@ class clString {
     // NUL-terminated UTF-8; valid until the next Utf8() or the destruction.
     const char* Utf8() const;
 
+    // In the system's ANSI code page; what it lacks becomes its substitute.
+    std::string ToAnsi() const;
+
     void Reserve(std::int32_t units, std::int32_t extra);
     void Append(std::u16string_view source);
     void AppendGrow(std::u16string_view source);
