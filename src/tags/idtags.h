@@ -57,6 +57,19 @@ class IDTags {
     void RemoveAt(int index) noexcept;
     void Clear() noexcept;
 
+    // The first picture whose key begins with "_albumart_1", which a key numbered 10 to 19 does too, and its
+    // type name and description; null and two empty texts when there is none.
+    IDTag* FindFirstArt(clString& typeName, clString& description);
+
+    // Removes each picture of that very type name or that very description, so with an empty description all
+    // pictures without one. True when there was one: then all hidden names are gone but those that
+    // RemoveHidden spares, and the pictures that stay stand at the end, numbered anew from 1.
+    bool RemoveArt(std::u16string_view typeName, std::u16string_view description);
+
+    // Removes the entries whose names begin with "_", pictures included, but for "_riff_...", "_cdtoc" and
+    // "_crc".
+    void RemoveHidden() noexcept;
+
     // Takes the first "TagVersion" entry out and gives its value; empty when there is none.
     clString TakeVersion();
 
