@@ -8,6 +8,7 @@
 
 // The number that ID3v2 gives to the front cover, and that stands for every unknown type.
 inline constexpr int kFrontCover = 3;
+inline constexpr int kBackCover = 4;
 
 // "_" and the name of an ID3v2 picture type; empty unless `number` is 1 to 20.
 std::u16string_view PictureTypeKeyPart(int number) noexcept;

@@ -1,0 +1,117 @@
+#include "tags/std_tags.h"
+
+#include <string>
+#include <unordered_set>
+#include <utility>
+
+#include "support/clfile.h"
+#include "support/cllists.h"
+#include "tags/tag_apev2.h"
+#include "tags/tag_id3v1.h"
+
+namespace {
+
+constexpr const char* kReadLabel = "ReadStdTags";
+constexpr const char* kWriteLabel = "WriteStdTags";
+constexpr const char* kDeleteLabel = "DeleteStdTags";
+constexpr const char16_t* kNotOpenedForReading = u"Couldn't read tags from file: %s";
+constexpr const char16_t* kNotOpenedForUpdating = u"Couldn't open file for updating: %s";
+constexpr std::u16string_view kVersionSeparator = u" & ";
+
+bool OpenOrLog(clFile& file, std::uint32_t access, const char16_t* failure, const clLogHandles& decoder,
+               const char* label) {
+    if (file.Open(access)) return true;
+    const clString reason = clFile::OpenErrorText(file.path.text());
+    clLog::Error(clString::Format(failure, reason.text()).text(), decoder, label);
+    return false;
+}
+
+// Merges what one engine after the other reads; the first entry of a name wins.
+class Merger {
+  public:
+    Merger(IDTags& tags, clString& version) noexcept : tags_(tags), version_(version) {}
+
+    bool Read(BaseTag& engine) {
+        IDTags own;
+        if (!engine.Read(own, true)) return false;
+        const clString kind = own.TakeVersion();
+        if (!version_.IsEmpty() && !kind.IsEmpty()) version_.Append(kVersionSeparator);
+        version_.Append(kind);
+        for (IDTag* tag : own) {
+            if (names_.insert(Folded(tag->Name)).second) tags_.Add() = std::move(*tag);
+        }
+        return true;
+    }
+
+  private:
+    static std::u16string Folded(std::u16string_view name) {
+        std::u16string folded(name);
+        for (char16_t& unit : folded) {
+            if (unit >= u'A' && unit <= u'Z') unit = static_cast<char16_t>(unit + (u'a' - u'A'));
+        }
+        return folded;
+    }
+
+    IDTags& tags_;
+    clString& version_;
+    // A file may hold a million entries; looking each up in the collection would take hours.
+    std::unordered_set<std::u16string> names_;
+};
+
+bool WriteOrLog(BaseTag& engine, const IDTags& tags, bool merge, const char16_t* failure,
+                const clLogHandles& decoder) {
+    if (engine.Write(tags, merge)) return true;
+    clLog::Error(failure, decoder, kWriteLabel);
+    return false;
+}
+
+// The whole tag without names.
+void DeleteFrom(BaseTag& engine, const clStringList& names) {
+    if (!engine.Exists()) return;
+    if (names.count() == 0) engine.Delete();
+    for (int i = 0; i < names.count(); ++i) engine.DeleteTag(names[i]);
+}
+
+}  // namespace
+
+bool ReadStdTags(const clString& path, IDTags& tags, clString& version, const clLogHandles& decoder) {
+    tags.Clear();
+    version.Set(u"");
+    clFile file(path);
+    if (!OpenOrLog(file, clFile::kRead, kNotOpenedForReading, decoder, kReadLabel)) return false;
+    TagAPEv2 ape(file);
+    TagID3v1 id3v1(file);
+    Merger merger(tags, version);
+    if (merger.Read(ape) && merger.Read(id3v1)) return true;
+    clLog::Error(u"Reading tags failed.", decoder, kReadLabel);
+    return false;
+}
+
+bool WriteStdTags(const clString& path, const IDTags& tags, StdTagFamily family,
+                  const clLogHandles& decoder) {
+    clFile file(path);
+    if (!OpenOrLog(file, clFile::kRead | clFile::kWrite, kNotOpenedForUpdating, decoder, kWriteLabel)) {
+        return false;
+    }
+    TagID3v1 id3v1(file);
+    if (id3v1.Exists() && !WriteOrLog(id3v1, tags, true, u"Could not write ID3 tag", decoder)) return false;
+    TagAPEv2 ape(file);
+    if (ape.Exists() || family == StdTagFamily::Ape) {
+        return WriteOrLog(ape, tags, true, u"Could not write APE tag", decoder);
+    }
+    return true;
+}
+
+bool DeleteStdTags(const clString& path, const char16_t* names, const clLogHandles& decoder) {
+    clFile file(path);
+    if (!OpenOrLog(file, clFile::kRead | clFile::kWrite, kNotOpenedForUpdating, decoder, kDeleteLabel)) {
+        return false;
+    }
+    clStringList list;
+    list.FromMultiString(names);
+    TagID3v1 id3v1(file);
+    TagAPEv2 ape(file);
+    DeleteFrom(id3v1, list);
+    DeleteFrom(ape, list);
+    return true;
+}
