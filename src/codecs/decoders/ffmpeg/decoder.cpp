@@ -11,6 +11,7 @@
 #include "platform/error.h"
 #include "support/clfile.h"
 #include "tags/idtags.h"
+#include "tags/std_tags.h"
 #include "transport/exceptions.h"
 
 namespace {
@@ -26,6 +27,9 @@ constexpr const char* kWriteTagsLabel = "clDecoder_ffmpeg::WriteIDTags";
 constexpr const char* kDeleteTagLabel = "clDecoder_ffmpeg::DeleteATag";
 
 constexpr const char16_t* kTaggingUnsupported = u"Tagging not supported for this format.";
+
+// The entry of the information that tells which kinds of tag the file has.
+constexpr std::u16string_view kIdTagName = u"ID Tag";
 
 constexpr std::uint32_t kFramesPerBlock = 4096;
 
@@ -118,14 +122,38 @@ void clDecoder_ffmpeg::SetEventQuit(const char16_t* name) {
     quitSignal = Qel::aborter::Owning(own);
 }
 
-bool clDecoder_ffmpeg::WriteIDTags(const char16_t*, const void*, std::int32_t) {
+bool clDecoder_ffmpeg::WriteIDTags(const char16_t* tagPath, const void* blob, std::int32_t blobSize) {
+    const clString file(tagPath);
+    if (TagFamilyOf(file) == TagFamily::Standard) {
+        IDTags tags;
+        tags.Parse(blob, blobSize);
+        return WriteStdTags(file, tags, StdTagFamily::Ape, logs);
+    }
     clLog::Error(kTaggingUnsupported, logs, kWriteTagsLabel);
     return false;
 }
 
-bool clDecoder_ffmpeg::DeleteATag(const char16_t*, const char16_t*) {
+bool clDecoder_ffmpeg::DeleteATag(const char16_t* tagPath, const char16_t* names) {
+    const clString file(tagPath);
+    if (TagFamilyOf(file) == TagFamily::Standard) return DeleteStdTags(file, names, logs);
     clLog::Error(kTaggingUnsupported, logs, kDeleteTagLabel);
     return false;
+}
+
+// For a file that can be tagged, what its tags hold replaces what the worker told of them.
+bool clDecoder_ffmpeg::ReadOwnTags(DecoderOpenInfo& info) {
+    IDTags tags;
+    clString version;
+    if (TagFamilyOf(path) != TagFamily::Standard) return true;
+    if (!ReadStdTags(path, tags, version, logs)) return false;
+    if ((info.flags & DECODER_OPEN_TAGS) != 0) HandOutTags(tags, tagBlob, info);
+    if ((info.flags & DECODER_OPEN_INFO) != 0 && !version.IsEmpty()) {
+        IDTags information;
+        information.Parse(info.info, static_cast<std::int32_t>(info.infoSize));
+        information.AddText(kIdTagName, version);
+        HandOutInfo(information, infoBlob, info);
+    }
+    return true;
 }
 
 bool clDecoder_ffmpeg::Open(DecoderOpenInfo& info) {
@@ -145,6 +173,7 @@ bool clDecoder_ffmpeg::Open(DecoderOpenInfo& info) {
     if (!StartWorker(0, &info)) return false;
     info.format = format;
     info.reserved = formatTail;
+    if ((info.flags & (DECODER_OPEN_TAGS | DECODER_OPEN_INFO)) != 0 && !ReadOwnTags(info)) return false;
     clLog::Trace(clLog::kLeave, logs, kOpenLabel);
     return true;
 }

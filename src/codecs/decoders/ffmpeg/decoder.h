@@ -37,6 +37,7 @@ class clDecoder_ffmpeg {
   private:
     void SetEventQuit(const char16_t* name);
     bool WriteIDTags(const char16_t* tagPath, const void* blob, std::int32_t blobSize);
+    bool ReadOwnTags(DecoderOpenInfo& info);
 
     bool StartWorker(std::int64_t position, DecoderOpenInfo* info);
     void StartWorkerOrRaise(std::int64_t position, DecoderOpenInfo* info);
