@@ -182,6 +182,8 @@ TagAPEv2::Footer TagAPEv2::ReadFooter(std::int64_t end, FooterFields& fields) no
     fields.tagSize = GetLittle32(footer.data() + kSizeOffset);
     fields.itemCount = GetLittle32(footer.data() + kCountOffset);
     fields.flags = GetLittle32(footer.data() + kFlagsOffset);
+    // A header at the end is the rest of a tag that was cut off; its size counts what isn't there any more.
+    if ((fields.flags & kIsHeader) != 0) return Footer::Absent;
     return fields.version == kVersion1 || fields.version == kVersion2 ? Footer::Present : Footer::Absent;
 }
 

@@ -1,0 +1,83 @@
+// Files that the system won't let grow or be opened, as any user and on any file system.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <csignal>
+
+#include "kit/files.h"
+#include "kit/plugin.h"
+#include "tag_bytes.h"
+
+namespace {
+
+const std::string kAudio(5000, 'a');
+const std::string kOldTag = Id3v1({.title = "Old"});
+
+// No file may grow beyond `bytes`.
+class SizeLimit {
+  public:
+    explicit SizeLimit(std::size_t bytes) : oldHandler_(std::signal(SIGXFSZ, SIG_IGN)) {
+        getrlimit(RLIMIT_FSIZE, &old_);
+        rlimit limited = old_;
+        limited.rlim_cur = bytes;
+        setrlimit(RLIMIT_FSIZE, &limited);
+    }
+    ~SizeLimit() {
+        setrlimit(RLIMIT_FSIZE, &old_);
+        std::signal(SIGXFSZ, oldHandler_);
+    }
+
+  private:
+    void (*oldHandler_)(int);
+    rlimit old_{};
+};
+
+class FullDiskPosix : public testing::Test {
+  protected:
+    kit::Plugin plugin_;
+    kit::TestDecoder decoder_{plugin_};
+    kit::TempFolder folder_;
+    std::filesystem::path file_ = folder_ / "a.tta";
+};
+
+// Half a tag would stay for ever: no reader finds it and no writer replaces it.
+TEST_F(FullDiskPosix, FailedWriteIsToldAndLeavesTheFileCut) {
+    kit::WriteFile(file_, kAudio + Ape({{"a", "b"}}) + kOldTag);
+    bool written = true;
+    {
+        const SizeLimit limit(kAudio.size() + 400);
+        written = decoder_.WriteTags(file_, {Binary("_albumart_1_Media", std::string(10000, 'p'))});
+    }
+    EXPECT_FALSE(written);
+    EXPECT_EQ(decoder_.ErrorLog(), "Could not write APE tag  [WriteStdTags]\r\n");
+    EXPECT_EQ(kit::ReadFile(file_), kAudio);
+}
+
+TEST_F(FullDiskPosix, ReadOnlyFileIsToldAndStays) {
+    kit::WriteFile(file_, kAudio + kOldTag);
+    std::filesystem::permissions(file_,
+                                 std::filesystem::perms::owner_read | std::filesystem::perms::others_read);
+    // The superuser may write to any file.
+    const uid_t user = geteuid();
+    constexpr uid_t kNobody = 65534;
+    if (user == 0) {
+        std::filesystem::permissions(folder_.path(), std::filesystem::perms::others_all,
+                                     std::filesystem::perm_options::add);
+        ASSERT_EQ(seteuid(kNobody), 0);
+    }
+    const bool written = decoder_.WriteTags(file_, {Text("Title", "t")});
+    const bool deleted = decoder_.DeleteTags(file_);
+    if (user == 0) {
+        ASSERT_EQ(seteuid(user), 0);
+    }
+    EXPECT_FALSE(written);
+    EXPECT_FALSE(deleted);
+    EXPECT_THAT(decoder_.ErrorLog(),
+                testing::HasSubstr("Couldn't open file for updating: Error opening file '"));
+    EXPECT_THAT(decoder_.ErrorLog(), testing::HasSubstr("(win:5)  [DeleteStdTags]\r\n"));
+    EXPECT_EQ(kit::ReadFile(file_), kAudio + kOldTag);
+}
+
+}  // namespace
