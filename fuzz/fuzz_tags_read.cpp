@@ -1,0 +1,41 @@
+// The tags of any file: reading ends, changes nothing and holds no more than the file does.
+#include <algorithm>
+#include <cstdint>
+
+#include "fuzzing.h"
+#include "memory_file.h"
+#include "support/cllog.h"
+#include "tags/std_tags.h"
+
+namespace {
+
+// Every unit of text and every byte of data came from a byte of the file, names that the engines make up
+// aside.
+void RequireNoMoreThan(const IDTags& tags, std::size_t fileBytes) {
+    constexpr std::size_t kMadeUpName = 64;
+    std::size_t total = 0;
+    for (const IDTag* tag : tags) {
+        Require(tag->Data.size() + static_cast<std::size_t>(tag->Value.Length()) <= fileBytes + kMadeUpName);
+        total += tag->Data.size();
+    }
+    Require(total <= fileBytes);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    MemoryFile file;
+    file.Set(Bytes(data, size));
+    IDTags tags;
+    clString version;
+    const bool read = ReadStdTags(file.Path(), tags, version, {});
+    RequireNoMoreThan(tags, size);
+    Require(!read || !version.IsEmpty() || tags.count() == 0);
+    Require(std::ranges::equal(file.Get(), Bytes(data, size)));
+
+    IDTags again;
+    clString sameVersion;
+    Require(ReadStdTags(file.Path(), again, sameVersion, {}) == read);
+    Require(again.count() == tags.count() && sameVersion == version);
+    return 0;
+}
