@@ -1,0 +1,33 @@
+#include "report.h"
+
+#include <algorithm>
+#include <cstdio>
+
+double Median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    const std::size_t middle = values.size() / 2;
+    return values.size() % 2 == 1 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
+}
+
+std::string Fixed(double value, int decimals) {
+    char text[64];
+    std::snprintf(text, sizeof text, "%.*f", decimals, value);
+    return text;
+}
+
+void Table::Print() const {
+    std::vector<std::size_t> widths(rows_.front().size());
+    for (const std::vector<std::string>& row : rows_) {
+        for (std::size_t i = 0; i < widths.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
+    }
+    const auto print = [&widths](const std::vector<std::string>& row) {
+        for (std::size_t i = 0; i < widths.size(); ++i) {
+            std::printf("| %-*s ", static_cast<int>(widths[i]), row[i].c_str());
+        }
+        std::puts("|");
+    };
+    print(rows_.front());
+    for (const std::size_t width : widths) std::printf("|%s", std::string(width + 2, '-').c_str());
+    std::puts("|");
+    std::for_each(rows_.begin() + 1, rows_.end(), print);
+}

@@ -1,0 +1,22 @@
+// Statistics and the table that a benchmark prints.
+#pragma once
+
+#include <string>
+#include <vector>
+
+// Of an odd or even number of values; at least one.
+double Median(std::vector<double> values);
+
+// A number with so many digits behind the point.
+std::string Fixed(double value, int decimals);
+
+// Markdown; all rows have as many cells as the head.
+class Table {
+  public:
+    explicit Table(std::vector<std::string> head) { rows_.push_back(std::move(head)); }
+    void Add(std::vector<std::string> row) { rows_.push_back(std::move(row)); }
+    void Print() const;  // to standard output, columns aligned
+
+  private:
+    std::vector<std::vector<std::string>> rows_;
+};
