@@ -166,7 +166,9 @@ double StartPlugin(const Plugin& plugin, const TemporaryFolder& folder, const st
     return WallSeconds() - start;
 }
 
-// What the tracer watches: only the marks and what lies between them count.
+// What the tracer watches: only the marks and what lies between them count. The tracer slows the host down,
+// so that the pipe is full at every block; how often an eager host reads in vain or in part, RunPlugin
+// counts.
 void DecodeTraced(const std::string& input) {
     const Plugin plugin(PLUGIN_FILE);
     const TemporaryFolder folder;
