@@ -18,7 +18,8 @@
 #include <string_view>
 #include <vector>
 
-#include "plugin.h"
+#include "kit/files.h"
+#include "kit/plugin.h"
 #include "report.h"
 #include "system.h"
 
@@ -48,17 +49,17 @@ std::string WorkerOf(const std::filesystem::path& plugin) {
 }
 
 std::vector<std::string> BareCommand(const std::string& input) {
-    return {WorkerOf(PLUGIN_FILE), "-i", input, "-f", "w64", "-"};
+    return {WorkerOf(kit::BuiltPlugin()), "-i", input, "-f", "w64", "-"};
 }
 
 // FLAC in Matroska: cheap to decode, so that what the plug-in adds weighs as much as it ever will.
-std::string MakeInput(const TemporaryFolder& folder, int minutes) {
-    const std::string file = (folder.path / "noise.mka").string();
+std::string MakeInput(const kit::TempFolder& folder, int minutes) {
+    const std::string file = (folder / "noise.mka").string();
     const std::string source =
         "anoisesrc=color=pink:amplitude=0.4:seed=1:sample_rate=" + std::to_string(kSampleRate) +
         ":duration=" + std::to_string(minutes * 60);
-    const int status =
-        RunToEnd({WorkerOf(PLUGIN_FILE), "-f", "lavfi", "-i", source, "-ac", "2", "-c:a", "flac", file});
+    const int status = RunToEnd(
+        {WorkerOf(kit::BuiltPlugin()), "-f", "lavfi", "-i", source, "-ac", "2", "-c:a", "flac", file});
     Demand(status == 0, "the worker can't make the input file");
     return file;
 }
@@ -66,11 +67,11 @@ std::string MakeInput(const TemporaryFolder& folder, int minutes) {
 // A decoder of a host that can cancel, opened on a file with all that an opening can be asked for.
 class Decode {
   public:
-    Decode(const Plugin& plugin, const TemporaryFolder& folder) : plugin_(plugin) {
+    Decode(const kit::Plugin& plugin, const kit::TempFolder& folder) : plugin_(plugin) {
         const DecoderCreateInfo logs{};
         decoder_ = plugin.Create(&logs);
         Demand(decoder_ != nullptr, "Create failed");
-        const std::u16string quit = (folder.path / "quit").u16string();
+        const std::u16string quit = (folder / "quit").u16string();
         DecoderParam param{};
         param.text = quit.c_str();
         Demand(plugin.Set(decoder_, DECODER_SET_EVENT_QUIT, &param) == 1, "Set failed");
@@ -98,7 +99,7 @@ class Decode {
     void Close() { plugin_.Close(decoder_); }
 
   private:
-    const Plugin& plugin_;
+    const kit::Plugin& plugin_;
     Decoder* decoder_ = nullptr;
 };
 
@@ -121,7 +122,7 @@ Run RunBare(const std::string& input, std::span<std::byte> buffer) {
     return run;
 }
 
-Run RunPlugin(const Plugin& plugin, const TemporaryFolder& folder, const std::string& input) {
+Run RunPlugin(const kit::Plugin& plugin, const kit::TempFolder& folder, const std::string& input) {
     Run run;
     const double wall = WallSeconds();
     const double processor = ProcessorSeconds();
@@ -158,7 +159,7 @@ double StartBare(const std::string& input, std::span<std::byte> buffer) {
     }
 }
 
-double StartPlugin(const Plugin& plugin, const TemporaryFolder& folder, const std::string& input) {
+double StartPlugin(const kit::Plugin& plugin, const kit::TempFolder& folder, const std::string& input) {
     Decode decode(plugin, folder);
     const double start = WallSeconds();
     decode.Open(input);
@@ -170,8 +171,8 @@ double StartPlugin(const Plugin& plugin, const TemporaryFolder& folder, const st
 // so that the pipe is full at every block; how often an eager host reads in vain or in part, RunPlugin
 // counts.
 void DecodeTraced(const std::string& input) {
-    const Plugin plugin(PLUGIN_FILE);
-    const TemporaryFolder folder;
+    const kit::Plugin plugin;
+    const kit::TempFolder folder;
     Decode decode(plugin, folder);
     decode.Open(input);
     MarkTrace(std::string(kTraceBegin));
@@ -180,8 +181,8 @@ void DecodeTraced(const std::string& input) {
 }
 
 // Calls by name, a line each, of the one thread that was traced. Empty when there is no usable trace.
-std::map<std::string, double> CallsPerBlock(const TemporaryFolder& folder, const std::string& input) {
-    const std::string file = (folder.path / "trace").string();
+std::map<std::string, double> CallsPerBlock(const kit::TempFolder& folder, const std::string& input) {
+    const std::string file = (folder / "trace").string();
     // Without -f it follows the first thread alone, which is the host's.
     if (RunToEnd({"strace", "-o", file, OwnPath(), kTracedMode, input}) != 0) return {};
     std::map<std::string, double> calls;
@@ -225,8 +226,8 @@ void RunPair(int round, Bare bare, Ours ours) {
     if (round % 2 != 0) bare();
 }
 
-void MeasureWhole(const Plugin& plugin, const TemporaryFolder& folder, const std::string& input, int minutes,
-                  int rounds, Table& table) {
+void MeasureWhole(const kit::Plugin& plugin, const kit::TempFolder& folder, const std::string& input,
+                  int minutes, int rounds, Table& table) {
     std::vector<std::byte> buffer(kPipeBytes);
     std::vector<Run> bare{RunBare(input, buffer)};
     std::vector<Run> ours{RunPlugin(plugin, folder, input)};
@@ -252,7 +253,7 @@ void MeasureWhole(const Plugin& plugin, const TemporaryFolder& folder, const std
         {"reads of the host's thread per block", Fixed(Median(Column(ours, &Run::reads)), 2), "", "", ""});
 }
 
-void MeasureStart(const Plugin& plugin, const TemporaryFolder& folder, const std::string& input,
+void MeasureStart(const kit::Plugin& plugin, const kit::TempFolder& folder, const std::string& input,
                   Table& table) {
     std::vector<std::byte> buffer(kPipeBytes);
     std::vector<double> bare;
@@ -268,7 +269,7 @@ void MeasureStart(const Plugin& plugin, const TemporaryFolder& folder, const std
                "at most + " + Fixed(kStartAimMs, 0) + Verdict(more <= kStartAimMs)});
 }
 
-void MeasureCalls(const TemporaryFolder& folder, const std::string& input, Table& table) {
+void MeasureCalls(const kit::TempFolder& folder, const std::string& input, Table& table) {
     const std::map<std::string, double> calls = CallsPerBlock(folder, input);
     double sum = 0;
     std::string names;
@@ -297,8 +298,8 @@ int main(int argc, char** argv) try {
     const int minutes = argc > 1 ? Number(argv[1], kLeastMinutes) : 30;
     const int rounds = argc > 2 ? Number(argv[2], 1) : 9;
 
-    const Plugin plugin(PLUGIN_FILE);
-    const TemporaryFolder folder;
+    const kit::Plugin plugin;
+    const kit::TempFolder folder;
     const std::string input = MakeInput(folder, minutes);
     Table table({"Decoding", "plug-in", "bare pipe", "compared", "aim"});
     MeasureWhole(plugin, folder, input, minutes, rounds, table);

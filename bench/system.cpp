@@ -11,6 +11,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <stdexcept>
 
@@ -20,12 +21,6 @@ namespace {
 
 double Seconds(const timeval& time) {
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
-}
-
-std::filesystem::path MakeFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "decoder-bench-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("can't make a temporary folder");
-    return name;
 }
 
 }  // namespace
@@ -108,11 +103,4 @@ std::string OwnPath() {
 void MarkTrace(const std::string& text) {
     // There is no such descriptor; the call fails and leaves nothing but its trace.
     if (write(-1, text.data(), text.size()) >= 0) std::abort();
-}
-
-TemporaryFolder::TemporaryFolder() : path(MakeFolder()) {}
-
-TemporaryFolder::~TemporaryFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path, ignored);
 }

@@ -1,9 +1,8 @@
-// What the benchmarks need of the operating system: child processes, clocks, a folder. Failures are
+// What the benchmarks need of the operating system: child processes, clocks. Failures are
 // std::runtime_error.
 #pragma once
 
 #include <cstddef>
-#include <filesystem>
 #include <span>
 #include <string>
 #include <vector>
@@ -42,14 +41,3 @@ std::string OwnPath();
 
 // A line that a tracer of this process sees among the system calls, and nobody else.
 void MarkTrace(const std::string& text);
-
-// Goes with all that is in it.
-class TemporaryFolder {
-  public:
-    TemporaryFolder();
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-    ~TemporaryFolder();
-
-    const std::filesystem::path path;
-};
