@@ -140,7 +140,9 @@ void DeleteFileTags(const SessionOptions& sessionOptions, const UntagOptions& op
     }
     for (const std::string& cover : options.covers) names.push_back(PictureNameToDelete(cover));
     Session session(sessionOptions);
-    if (names.empty() && !options.yes) AskBeforeDeletingAll(options.file);
+    // A file that can't be tagged is refused with a reason; there is nothing to ask.
+    if (names.empty() && !options.yes && session.CanWriteTags(options.file))
+        AskBeforeDeletingAll(options.file);
     session.DeleteTags(options.file, names);
 }
 
@@ -149,20 +151,20 @@ void ExtractPictures(const SessionOptions& sessionOptions, const std::string& fi
     Session session(sessionOptions);
     const Entries tags = session.Open(file, DECODER_OPEN_TAGS).tags;
     session.Close();
+    const auto isShown = [](const Entry& entry) { return IsPicture(entry) && !entry.data.empty(); };
+    if (std::none_of(tags.begin(), tags.end(), isShown)) throw Failure(file + " has no pictures");
+
     std::error_code code;
     fs::create_directories(ToPath(folder), code);
     if (code) throw Failure("can't make the folder " + folder + ": " + code.message());
-    bool any = false;
     for (const Entry& entry : tags) {
-        if (!IsPicture(entry) || entry.data.empty()) continue;
-        any = true;
+        if (!isShown(entry)) continue;
         const std::string path = PathText(ToPath(folder) / ToPath(PictureFileName(entry)));
         OutputFile output(path, OutputFile::Existing::Refuse);
         output.Write(entry.data);
         output.Finish();
         Print(path + "\n");
     }
-    if (!any) PrintError(file + ": no pictures");
 }
 
 }  // namespace host

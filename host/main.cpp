@@ -33,11 +33,11 @@ std::string Unshield(std::string& argument) {
 
 template <typename Value>
 CLI::Option* AddText(CLI::App* app, const std::string& name, Value& value, const std::string& help) {
-    return app->add_option(name, value, help)->transform(CLI::Validator(Unshield, ""));
+    return app->add_option(name, value, help)->type_name("")->transform(CLI::Validator(Unshield, ""));
 }
 
-void AddFile(CLI::App* app, std::string& file) {
-    AddText(app, "FILE", file, "A file, or a URL that the worker reads")->required();
+void AddFile(CLI::App* app, std::string& file, const char* help = "A file, or a URL that the worker reads") {
+    AddText(app, "FILE", file, help)->required();
 }
 
 void AddFormats(CLI::App& app, const SessionOptions& session, bool& json) {
@@ -87,7 +87,7 @@ void AddTags(CLI::App& app, const SessionOptions& session, std::string& file, bo
 void AddTag(CLI::App& app, const SessionOptions& session, TagOptions& options) {
     CLI::App* const command =
         app.add_subcommand("tag", "Write tags; those that aren't named stay as they are");
-    AddFile(command, options.file);
+    AddFile(command, options.file, "A file of a kind that takes tags");
     AddText(command, "NAME=VALUE", options.assignments,
             "Tags. A name given twice gets both values; an empty value empties the tag");
     AddText(command, "--cover", options.covers,
@@ -105,7 +105,7 @@ void AddTag(CLI::App& app, const SessionOptions& session, TagOptions& options) {
 void AddUntag(CLI::App& app, const SessionOptions& session, UntagOptions& options) {
     CLI::App* const command =
         app.add_subcommand("untag", "Delete tags by name, or all of them with the pictures");
-    AddFile(command, options.file);
+    AddFile(command, options.file, "A file of a kind that takes tags");
     AddText(command, "NAME", options.names, "Names of tags");
     AddText(command, "--cover", options.covers, "Pictures of this type, as in the command tag")
         ->allow_extra_args(false);

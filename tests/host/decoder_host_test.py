@@ -1,0 +1,333 @@
+"""decoder-host from outside: real files in, compared with what FFmpeg and ffprobe say of them.
+
+    decoder_host_test.py --host PATH [--ffmpeg PATH] [--runner wine] [unittest arguments]
+"""
+
+import argparse
+import json
+import os
+import signal
+import struct
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+import unittest
+
+OPTIONS = None
+TIME_LIMIT = 120
+POSIX = "posix"
+
+
+def ffmpeg(*arguments):
+    command = [OPTIONS.ffmpeg, "-v", "error", "-nostdin", "-y", *arguments]
+    return subprocess.run(command, check=True, capture_output=True, timeout=TIME_LIMIT).stdout
+
+
+def worker_samples(name, *input_options):
+    """The data chunk of the Wave64 stream that FFmpeg writes for a file."""
+    stream = ffmpeg(*input_options, "-i", name, "-f", "w64", "-")
+    position = 40
+    while stream[position : position + 4] != b"data":
+        size = struct.unpack_from("<Q", stream, position + 16)[0]
+        position += (size + 7) // 8 * 8
+    return stream[position + 24 :]
+
+
+def wav_chunks(path):
+    """Name to body, of a RIFF file whose size is right."""
+    with open(path, "rb") as file:
+        data = file.read()
+    assert data[:4] == b"RIFF" and data[8:12] == b"WAVE", data[:12]
+    assert struct.unpack_from("<I", data, 4)[0] == len(data) - 8
+    chunks, position = {}, 12
+    while position < len(data):
+        name, size = struct.unpack_from("<4sI", data, position)
+        chunks[name] = data[position + 8 : position + 8 + size]
+        position += 8 + size + size % 2
+    return chunks
+
+
+class HostTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.folder = tempfile.TemporaryDirectory()
+        os.chdir(cls.folder.name)
+        cls.addClassCleanup(cls.folder.cleanup)
+        cls.addClassCleanup(os.chdir, "/")
+
+    def host(self, *arguments, code=0, **settings):
+        command = [*OPTIONS.runner, OPTIONS.host, *arguments]
+        settings.setdefault("stdin", subprocess.DEVNULL)
+        settings.setdefault("stdout", subprocess.PIPE)
+        result = subprocess.run(command, stderr=subprocess.PIPE, timeout=TIME_LIMIT, **settings)
+        self.assertEqual(result.returncode, code, (arguments, result.stderr))
+        if code != 0:
+            self.assertRegex(result.stderr, rb"\Adecoder-host: [^\n]+\n\Z")
+        elif not OPTIONS.runner:
+            self.assertEqual(result.stderr, b"")
+        return result
+
+    def json(self, *arguments):
+        return json.loads(self.host(*arguments, "--json").stdout)
+
+    def assert_nothing_left(self, before):
+        self.assertEqual(sorted(os.listdir(".")), before)
+
+
+class Decoding(HostTest):
+    SOURCE = ["-f", "lavfi", "-i", "aevalsrc=0.4*sin(2*PI*(330+40*t)*t)|0.3*sin(2*PI*(500-30*t)*t):d=4.0004:s=44100"]
+
+    def test_samples_are_those_of_the_worker(self):
+        cases = {
+            "plain.tta": [],
+            "with blank, 'quotes' and 100%.flac": [],
+            "кириллица 😀.mka": ["-c:a", "libvorbis"],
+            "-dash.ac3": [],
+            "surround.wav": ["-af", "pan=5.1|c0=c0|c1=c1|c4=c0", "-c:a", "pcm_s24le"],
+            "odd.au": ["-ac", "1", "-ar", "8000", "-c:a", "pcm_mulaw"],
+            "odd bytes.wav": ["-ac", "1", "-t", "0.01", "-c:a", "pcm_u8"],
+            "colon:time.tta": [],
+        }
+        for name, options in cases.items():
+            if OPTIONS.runner and ":" in name:
+                continue  # no name for a file on Windows
+            with self.subTest(name):
+                ffmpeg(*self.SOURCE, *options, "./" + name)
+                expected = worker_samples("./" + name)
+                self.assertEqual(self.host("decode", "--raw", "--", name, "-").stdout, expected)
+                self.host("decode", "--", name, "out.wav")
+                chunks = wav_chunks("out.wav")
+                self.assertEqual(chunks[b"data"], expected)
+                streamed = self.host("decode", "--", name, "-").stdout
+                self.assertEqual(streamed[-len(expected) :], expected)
+                self.assertEqual(streamed[4:8] + streamed[-len(expected) - 4 : -len(expected)], b"\xff" * 8)
+                tag, channels = struct.unpack_from("<HH", chunks[b"fmt "])
+                self.assertEqual((tag, len(chunks[b"fmt "])), (0xFFFE, 40) if channels > 2 else (1, 16))
+
+    def test_pieces(self):
+        ffmpeg(*self.SOURCE, "piece.tta")
+        frame = 4
+        for start, duration in (("1.5", None), ("0:01.5", "0:01"), (None, "2.25"), ("0", "00:00:00.5"), ("3", "9")):
+            with self.subTest((start, duration)):
+                options = (["--start", start] if start else []) + (["--duration", duration] if duration else [])
+                seconds = float((start or "0").split(":")[-1])
+                expected = worker_samples("piece.tta", *(["-ss", str(seconds)] if seconds else []))
+                if duration:
+                    expected = expected[: round(float(duration.split(":")[-1]) * 44100) * frame]
+                self.host("decode", *options, "piece.tta", "piece.wav")
+                self.assertEqual(wav_chunks("piece.wav")[b"data"], expected)
+
+    def test_output_beside_the_input_is_never_replaced(self):
+        os.mkdir("beside")
+        ffmpeg(*self.SOURCE, "beside/a.tta")
+        self.host("decode", "beside/a.tta")
+        wav_chunks("beside/a.wav")
+        self.host("decode", "beside/a.tta", code=1)
+        self.host("decode", "beside/a.tta", "beside/a.tta", code=2)
+        self.assertEqual(sorted(os.listdir("beside")), ["a.tta", "a.wav"])
+
+
+class Showing(HostTest):
+    def test_info_agrees_with_ffprobe(self):
+        ffmpeg("-f", "lavfi", "-i", "sine=d=3.21", "-metadata", "title=A: B = C", "-metadata", "comment=one\ntwo",
+               "-metadata", "artist=Ünïcode", "info.flac")
+        probe = json.loads(subprocess.run(
+            [os.path.join(os.path.dirname(OPTIONS.ffmpeg), "ffprobe"), "-v", "error", "-show_format", "-of", "json",
+             "info.flac"], check=True, capture_output=True).stdout)["format"]
+        info = self.json("info", "info.flac")
+        self.assertAlmostEqual(info["durationMs"], float(probe["duration"]) * 1000, delta=10)
+        self.assertAlmostEqual(info["bitrate"], float(probe["bit_rate"]), delta=1000)
+        self.assertEqual(info["format"]["sampleRate"], 44100)
+        self.assertEqual(info["encoders"], ["flac"])
+        tags = {tag["name"].lower(): tag["values"] for tag in info["tags"]}
+        self.assertEqual(tags["title"], ["A: B = C"])
+        self.assertEqual(tags["artist"], ["Ünïcode"])
+        self.assertEqual(tags["comment"], ["one\ntwo"])
+        self.assertEqual(self.json("tags", "info.flac")["tags"], info["tags"])
+        text = self.host("info", "info.flac").stdout.decode()
+        for part in ("0:03.210", "44100 Hz", "flac", "A: B = C"):
+            self.assertIn(part, text)
+
+    def test_formats(self):
+        formats = self.json("formats")
+        self.assertIn({"extension": ".tak", "description": "Tom's Audio Kompressor"}, formats["decodes"])
+        self.assertEqual((len(formats["decodes"]), len(formats["streamingDecodes"])), (19, 5))
+        text = self.host("formats").stdout.decode()
+        for row in formats["decodes"]:
+            self.assertIn(row["extension"], text)
+
+    def test_help_for_every_command(self):
+        for command in ("formats", "info", "decode", "tags", "tag", "untag", "art"):
+            self.assertIn(b"Example", self.host(command, "--help").stdout)
+
+
+class Failing(HostTest):
+    def test_one_line_and_nothing_left(self):
+        ffmpeg("-f", "lavfi", "-i", "sine=d=1", "good.flac")
+        with open("text.flac", "w") as file:
+            file.write("no sound\n")
+        os.mkdir("folder")
+        cases = [
+            (1, "info", "missing.flac"), (1, "decode", "missing.flac", "x.wav"), (1, "info", "folder"),
+            (1, "decode", "text.flac", "x.wav"), (1, "info", "http://127.0.0.1:9/x"),
+            (1, "decode", "good.flac", "missing/x.wav"), (1, "decode", "good.flac", "folder"),
+            (1, "tag", "good.flac", "a=b"), (1, "untag", "good.flac", "a"), (1, "--plugin", "text.flac", "formats"),
+            (1, "--error-log", "missing/log", "formats"), (1, "tag", "good.flac", "--cover", "front=text.flac"),
+            (2,), (2, "decode"), (2, "nonsense"), (2, "decode", "good.flac", "x.wav", "--start", "1:90"),
+            (2, "tag", "good.flac"), (2, "tag", "good.flac", "novalue"), (2, "tag", "good.flac", "_albumart_1=x"),
+            (1, "untag", "good.flac"), (2, "untag", "missing.tta"), (2, "untag", "good.flac", "_albumart_1_Media"),
+        ]  # fmt: skip
+        before = sorted(os.listdir("."))
+        for code, *arguments in cases:
+            with self.subTest(arguments):
+                self.host(*arguments, code=code)
+                self.assert_nothing_left(before)
+        self.assertIn(b"missing.flac", self.host("info", "missing.flac", code=1).stderr)
+        self.assertIn(b"could not be decoded", self.host("info", "text.flac", code=1).stderr)
+
+    def test_logs_are_appended(self):
+        for _ in range(2):
+            self.host("--trace-log", "trace", "info", "missing.flac", "--error-log", "errors", code=1)
+        with open("errors", "rb") as file:
+            errors = file.read().decode("utf-16-le")
+        self.assertEqual(errors.count("missing.flac"), 2)
+        self.assertRegex(errors, r"  \[\S+\]\r\n\Z")
+        with open("trace", "rb") as file:
+            self.assertEqual(file.read().decode("utf-16-le").count("*** Error: "), 2)
+
+
+class OnPosix(HostTest):
+    """What only a POSIX system can be made to do from here."""
+
+    def test_full_disk_leaves_the_old_file(self):
+        import resource
+
+        ffmpeg("-f", "lavfi", "-i", "sine=d=5", "good.flac")
+        with open("old.wav", "w") as file:
+            file.write("old")
+        before = sorted(os.listdir("."))
+        limit = lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (100000, 100000))
+        for target in ("old.wav", "new.wav"):
+            self.host("decode", "good.flac", target, code=1, preexec_fn=limit, restore_signals=False)
+            self.assert_nothing_left(before)
+        with open("old.wav") as file:
+            self.assertEqual(file.read(), "old")
+        with open("/dev/full", "w") as full:
+            self.host("decode", "good.flac", "-", code=1, stdout=full)
+            self.host("info", "good.flac", code=1, stdout=full)
+
+    def test_what_is_no_regular_file_is_written_to_and_not_replaced(self):
+        ffmpeg("-f", "lavfi", "-i", "sine=d=1", "good.flac")
+        os.mkfifo("pipe.wav")
+        self.addCleanup(os.remove, "pipe.wav")
+        received = []
+
+        def read():
+            with open("pipe.wav", "rb") as pipe:
+                received.append(pipe.read())
+
+        reader = threading.Thread(target=read)
+        reader.start()
+        self.host("decode", "good.flac", "pipe.wav")
+        reader.join()
+        self.assertEqual(received[0][-88200:], worker_samples("good.flac"))
+        os.symlink("real.wav", "link.wav")
+        with open("real.wav", "w") as file:
+            file.write("old")
+        self.host("decode", "good.flac", "link.wav")
+        self.assertTrue(os.path.islink("link.wav"))
+        wav_chunks("real.wav")
+
+    def test_interruption(self):
+        """Ctrl-C reaches the worker too, whose end must not pass for the end of the file."""
+        ffmpeg("-f", "lavfi", "-i", "sine=d=1", "head.wav")
+        with open("head.wav", "rb") as file:
+            audio = file.read()
+        audio = audio[:4] + b"\xff" * 4 + audio[8:]
+        cut = audio.index(b"data") + 4
+        audio = audio[:cut] + b"\xff" * 4 + audio[cut + 4 :]
+
+        def feed():
+            try:
+                with open("endless", "wb") as pipe:
+                    pipe.write(audio)
+                    while True:
+                        pipe.write(bytes(65536))
+            except BrokenPipeError:
+                pass
+
+        for send, number, code in ((os.killpg, signal.SIGINT, 130), (os.kill, signal.SIGINT, 130),
+                                   (os.killpg, signal.SIGTERM, 143)):  # fmt: skip
+            with self.subTest((send.__name__, number)):
+                os.mkfifo("endless")
+                before = sorted(os.listdir("."))
+                feeder = threading.Thread(target=feed)
+                feeder.start()
+                process = subprocess.Popen([OPTIONS.host, "decode", "endless", "out.wav"], start_new_session=True,
+                                           stderr=subprocess.PIPE)  # fmt: skip
+                deadline = time.monotonic() + TIME_LIMIT
+                while os.listdir(".") == before or not any(
+                    name.endswith(".part") and os.path.getsize(name) > 100000 for name in os.listdir(".")
+                ):
+                    self.assertLess(time.monotonic(), deadline)
+                    self.assertIsNone(process.poll())
+                send(process.pid, number)
+                self.assertEqual(process.communicate(timeout=TIME_LIMIT)[1], b"")
+                self.assertEqual(process.returncode, code)
+                feeder.join()
+                self.assert_nothing_left(before)
+                os.remove("endless")
+
+    def test_terminal(self):
+        import pty
+
+        ffmpeg("-f", "lavfi", "-i", "sine=d=2", "-metadata", "title=a\x1b[2Jb", "good.tta")
+
+        def on_terminal(*arguments, answer=None):
+            pid, terminal = pty.fork()
+            if pid == 0:
+                os.execv(OPTIONS.host, [OPTIONS.host, *arguments])
+            output = b""
+            try:
+                while piece := os.read(terminal, 4096):
+                    output += piece
+                    if answer and output.endswith(b"[y/N] "):
+                        os.write(terminal, answer)
+            except OSError:
+                pass  # how Linux reports that the other side has gone
+            os.close(terminal)
+            return os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1]), output
+
+        code, output = on_terminal("decode", "good.tta", "out.wav")
+        self.assertEqual(code, 0)
+        self.assertRegex(output, rb"\[#+\] 0:02 / 0:02  [0-9.]+x *\r\n\Z")
+        self.assertEqual(on_terminal("decode", "good.tta", "-")[0], 2)
+        code, output = on_terminal("untag", "good.tta", answer=b"n\n")
+        self.assertEqual((code, output.count(b"[y/N]")), (1, 1))
+
+    def test_closed_standard_streams(self):
+        """No file of ours may become the program's standard output or error."""
+        ffmpeg("-f", "lavfi", "-i", "sine=d=1", "good.flac")
+        for closed in ((0,), (1,), (2,), (0, 1, 2)):
+            close = lambda: [os.close(number) for number in closed]
+            self.host("decode", "good.flac", "out.wav", preexec_fn=close, stdin=None)
+            self.assertEqual(wav_chunks("out.wav")[b"data"], worker_samples("good.flac"))
+
+
+def main():
+    global OPTIONS
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--host", required=True, type=os.path.abspath)
+    parser.add_argument("--ffmpeg", default="ffmpeg")
+    parser.add_argument("--runner", type=str.split, default=[])
+    OPTIONS, rest = parser.parse_known_args()
+    if OPTIONS.runner or os.name != POSIX:
+        global OnPosix
+        del OnPosix
+    unittest.main(argv=[sys.argv[0], *rest])
+
+
+if __name__ == "__main__":
+    main()
