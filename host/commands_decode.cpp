@@ -31,6 +31,12 @@ std::uint64_t Frames(double seconds, const DecoderWaveFormat& wave) {
     return static_cast<std::uint64_t>(std::llround(seconds * wave.samplesPerSecond));
 }
 
+std::uint64_t Bytes(double seconds, const DecoderWaveFormat& wave) {
+    const std::uint64_t frames = Frames(seconds, wave);
+    constexpr std::uint64_t kAll = std::numeric_limits<std::uint64_t>::max();
+    return wave.blockAlign != 0 && frames > kAll / wave.blockAlign ? kAll : frames * wave.blockAlign;
+}
+
 // Beside a local input; in the present folder for anything else, under the last part of its name.
 std::string OutputName(const DecodeOptions& options) {
     const char* const extension = options.raw ? ".raw" : ".wav";
@@ -118,8 +124,8 @@ void DecodeFile(const SessionOptions& sessionOptions, const DecodeOptions& optio
     if (const std::uint64_t frame = Frames(start, format.wave); frame > 0) {
         session.SetPosition(static_cast<std::int64_t>(frame));
     }
-    std::uint64_t bytesLeft = std::numeric_limits<std::uint64_t>::max();
-    if (duration) bytesLeft = Frames(*duration, format.wave) * format.wave.blockAlign;
+    std::uint64_t bytesLeft =
+        duration ? Bytes(*duration, format.wave) : std::numeric_limits<std::uint64_t>::max();
 
     OutputFile output(target);
     SampleWriter samples(output, options.raw);
@@ -135,6 +141,7 @@ void DecodeFile(const SessionOptions& sessionOptions, const DecodeOptions& optio
         if (block.endOfStream != 0 || block.bytes == 0 || bytesLeft == 0) break;
         block = session.DecodeBlock();
     }
+    // A worker that could go on is not waited for: it ends with the session.
     if (bytesLeft != 0) session.Close();
     if (const int code = system::InterruptionCode()) throw Interruption{code};
     samples.Finish();

@@ -10,6 +10,8 @@ namespace host {
 
 namespace {
 
+// In seconds, some thirty years: counts of sample frames stay in their range.
+constexpr double kLongestTime = 1e9;
 constexpr char32_t kReplacement = 0xFFFD;
 constexpr char32_t kInvalid = 0xFFFFFFFF;
 
@@ -75,7 +77,6 @@ void AppendUtf8(std::string& text, char32_t character) {
 
 // A run of digits, and with `fraction` a dot and more of them; nothing for any other text.
 std::optional<double> ParseDigits(std::string_view text, bool fraction) {
-    constexpr double kLargest = 1e9;
     double value = 0;
     double unit = 1;
     bool digits = false;
@@ -93,7 +94,6 @@ std::optional<double> ParseDigits(std::string_view text, bool fraction) {
         } else {
             value = value * 10 + (letter - '0');
         }
-        if (value > kLargest) return {};
     }
     if (!digits) return {};
     return value;
@@ -162,6 +162,7 @@ std::optional<double> ParseTime(std::string_view text) {
         if (!value || (index > 0 && *value >= 60)) return {};
         seconds = seconds * 60 + *value;
     }
+    if (seconds > kLongestTime) return {};
     return seconds;
 }
 

@@ -163,6 +163,84 @@ class Showing(HostTest):
             self.assertIn(b"Example", self.host(command, "--help").stdout)
 
 
+class Tagging(HostTest):
+    """What isn't named stays, whichever kind of tag the file has."""
+
+    def tags(self, name):
+        shown = self.json("tags", name)
+        return {tag["name"].lower(): tag["values"] for tag in shown["tags"]}, shown["pictures"]
+
+    def picture_types(self, name):
+        return sorted(picture["type"] for picture in self.tags(name)[1])
+
+    def image(self, name, colour):
+        ffmpeg("-f", "lavfi", "-i", f"color={colour}:s=40x30", "-frames:v", "1", name)
+        with open(name, "rb") as file:
+            return file.read()
+
+    def audio(self, name, *options):
+        ffmpeg("-f", "lavfi", "-i", "sine=d=1", "-map_metadata", "-1", "-fflags", "+bitexact", *options, name)
+        with open(name, "rb") as file:
+            return file.read()
+
+    def test_tag_art_untag(self):
+        red, blue, green = self.image("red.jpg", "red"), self.image("blue.png", "blue"), self.image("green.jpg", "green")
+        for name, exact in (("song.tta", True), ("song.mka", False)):
+            with self.subTest(name):
+                original = self.audio(name)
+                samples = worker_samples(name)
+                before, _ = self.tags(name)
+
+                self.host("tag", name, "Title=A: B = C", "Artist=One", "Artist=Zwölf", "Mood=[a,b]", "Style=x",
+                          "--cover", "back=blue.png", "--cover", "front=red.jpg")  # fmt: skip
+                expected = {**before, "title": ["A: B = C"], "artist": ["One", "Zwölf"], "mood": ["[a,b]"], "style": ["x"]}
+                tags, pictures = self.tags(name)
+                self.assertEqual(tags, expected)
+                shown = sorted((picture["type"], picture["bytes"], picture["format"]) for picture in pictures)
+                self.assertEqual(shown, [("Back Album Cover", len(blue), "PNG"), ("Front Album Cover", len(red), "JPEG")])
+                self.assertIn(b"Front Album Cover, JPEG, %d bytes" % len(red), self.host("tags", name).stdout)
+                probe = os.path.join(os.path.dirname(OPTIONS.ffmpeg), "ffprobe")
+                judged = subprocess.run([probe, "-v", "quiet", "-show_format", name], capture_output=True, check=True)
+                self.assertIn("=A: B = C\n", judged.stdout.decode().replace("\r", ""))
+
+                # A second front cover would show as a third picture.
+                self.host("tag", name, "title=New", "mood=", "--cover", "front:on top=green.jpg")
+                expected = {**expected, "title": ["New"]}
+                del expected["mood"]
+                self.assertEqual(self.tags(name)[0], expected)
+                self.assertEqual(self.picture_types(name), ["Back Album Cover", "Front Album Cover"])
+
+                folder = name + " art"
+                written = self.host("art", name, folder).stdout.decode().splitlines()
+                self.assertEqual(sorted(os.listdir(folder)), sorted(os.path.basename(path) for path in written))
+                images = {}
+                for file_name in os.listdir(folder):
+                    with open(os.path.join(folder, file_name), "rb") as file:
+                        images[file_name.split(" ")[1].split(".")[0], file_name.rsplit(".")[-1]] = file.read()
+                self.assertEqual(images, {("Back", "png"): blue, ("Front", "jpg"): green})
+                self.host("art", name, folder, code=1)
+
+                # The other picture has no description either, and must not go with this one.
+                self.host("untag", name, "Style", "--cover", "front")
+                del expected["style"]
+                self.assertEqual(self.tags(name)[0], expected)
+                self.assertEqual(self.picture_types(name), ["Back Album Cover"])
+
+                self.host("untag", name, "--yes")
+                self.assertEqual(self.tags(name), ({}, []))
+                self.assertEqual(worker_samples(name), samples)
+                self.host("art", name, folder, code=1)
+                if exact:
+                    with open(name, "rb") as file:
+                        self.assertEqual(file.read(), original)
+
+    def test_names_in_brackets_are_not_lists(self):
+        self.audio("list.tta")
+        self.host("tag", "list.tta", "[x,y]=1", "[a]=b]", "x=2")
+        self.host("untag", "list.tta", "[x,y]")
+        self.assertEqual(self.tags("list.tta")[0], {"[a]": ["b]"], "x": ["2"]})
+
+
 class Failing(HostTest):
     def test_one_line_and_nothing_left(self):
         ffmpeg("-f", "lavfi", "-i", "sine=d=1", "good.flac")
@@ -304,8 +382,10 @@ class OnPosix(HostTest):
         self.assertEqual(code, 0)
         self.assertRegex(output, rb"\[#+\] 0:02 / 0:02  [0-9.]+x *\r\n\Z")
         self.assertEqual(on_terminal("decode", "good.tta", "-")[0], 2)
-        code, output = on_terminal("untag", "good.tta", answer=b"n\n")
-        self.assertEqual((code, output.count(b"[y/N]")), (1, 1))
+        self.assertIn(rb"a\u001B[2Jb", on_terminal("tags", "good.tta")[1])
+        for answer, code in ((b"n\n", 1), (b"y\n", 0)):
+            self.assertEqual(on_terminal("untag", "good.tta", answer=answer)[0], code)
+        self.assertEqual(on_terminal("tags", "good.tta"), (0, b""))
 
     def test_closed_standard_streams(self):
         """No file of ours may become the program's standard output or error."""
