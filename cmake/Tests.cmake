@@ -3,6 +3,11 @@ set(gtest_disable_pthreads OFF)
 set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
 add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
 
+if(WIN32 AND CMAKE_CROSSCOMPILING)
+  find_program(DECODER_WINE wine REQUIRED)
+  set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_SOURCE_DIR}/cmake/run-under-wine ${CMAKE_BINARY_DIR}/wine)
+endif()
+
 # add_decoder_test(NAME SOURCES ... [USES ...] [LABELS ...])
 #
 # One test program, one entry of CTest.

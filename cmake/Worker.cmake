@@ -1,8 +1,11 @@
-# The worker beside the build: one folder above the plug-in's, a link to the system's ffmpeg.
+# The worker beside the build: one folder above the plug-in's. A link to the system's ffmpeg, or the Windows
+# build that scripts/fetch-windows-ffmpeg puts there; DECODER_WORKER replaces both.
+set(worker ${CMAKE_BINARY_DIR}/ffmpeg-lgpl.exe)
 if(DECODER_WORKER)
-  set(worker ${DECODER_WORKER})
-else()
+  file(CREATE_LINK ${DECODER_WORKER} ${worker} COPY_ON_ERROR SYMBOLIC)
+elseif(NOT WIN32)
   find_program(FFMPEG_PROGRAM ffmpeg REQUIRED)
-  set(worker ${FFMPEG_PROGRAM})
+  file(CREATE_LINK ${FFMPEG_PROGRAM} ${worker} COPY_ON_ERROR SYMBOLIC)
+elseif(NOT EXISTS ${worker})
+  message(FATAL_ERROR "There is no ${worker}: run scripts/fetch-windows-ffmpeg, or set DECODER_WORKER.")
 endif()
-file(CREATE_LINK ${worker} ${CMAKE_BINARY_DIR}/ffmpeg-lgpl.exe COPY_ON_ERROR SYMBOLIC)

@@ -97,8 +97,8 @@ TEST(clString, FormatsWithAndWithoutTheRuntime) {
 
 TEST(clString, ConvertsToAndFromBytes) {
     clString text;
-    text.SetFromUtf8("\xF0\x9F\x8E\xB5\xC3\x28\xED\xA0\x80!");
-    EXPECT_EQ(text, clString(u"\U0001F3B5\uFFFD(\uFFFD\uFFFD\uFFFD!"));
+    text.SetFromUtf8("\xF0\x9F\x8E\xB5\xC3\x28!");
+    EXPECT_EQ(text, clString(u"\U0001F3B5\uFFFD(!"));
     const char16_t lone[] = {u'a', 0xD800, u'b', 0};
     EXPECT_STREQ(clString(lone).Utf8(),
                  "a\xEF\xBF\xBD"

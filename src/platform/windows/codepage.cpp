@@ -1,0 +1,45 @@
+#include "platform/codepage.h"
+
+#include <windows.h>
+
+#include <limits>
+#include <new>
+
+#include "platform/windows/handles.h"
+
+namespace platform {
+
+namespace {
+
+// The system counts in int.
+int CountOf(std::size_t size) {
+    if (size > static_cast<std::size_t>(std::numeric_limits<int>::max())) throw std::bad_alloc();
+    return static_cast<int>(size);
+}
+
+}  // namespace
+
+std::u16string ToWide(CodePage page, std::string_view bytes) {
+    std::u16string text;
+    if (bytes.empty()) return text;
+    const auto number = static_cast<UINT>(page);
+    const int count = CountOf(bytes.size());
+    const int units = MultiByteToWideChar(number, 0, bytes.data(), count, nullptr, 0);
+    text.resize(static_cast<std::size_t>(units));
+    MultiByteToWideChar(number, 0, bytes.data(), count, windows::Wide(text), units);
+    return text;
+}
+
+std::string FromWide(CodePage page, std::u16string_view text) {
+    std::string bytes;
+    if (text.empty()) return bytes;
+    const auto number = static_cast<UINT>(page);
+    const auto* units = reinterpret_cast<const wchar_t*>(text.data());
+    const int count = CountOf(text.size());
+    const int size = WideCharToMultiByte(number, 0, units, count, nullptr, 0, nullptr, nullptr);
+    bytes.resize(static_cast<std::size_t>(size));
+    WideCharToMultiByte(number, 0, units, count, bytes.data(), size, nullptr, nullptr);
+    return bytes;
+}
+
+}  // namespace platform

@@ -1,0 +1,14 @@
+// The conversion of what a worker is started with.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace platform::windows {
+
+// One UTF-16 unit for each character: one above U+FFFF loses its upper bits, for no surrogates are made. A
+// NUL ends the text, and so does, silently, the first sequence that is broken, overlong (3 bytes and more) or
+// begins with 0xC0 or 0xC1. Sequences of up to 6 bytes are read.
+std::u16string FromUtf8(std::string_view bytes);
+
+}  // namespace platform::windows
