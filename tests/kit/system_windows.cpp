@@ -1,0 +1,72 @@
+#include <windows.h>
+
+#include <tlhelp32.h>
+
+#include <stdexcept>
+
+#include "kit/system.h"
+
+namespace kit {
+
+namespace {
+
+[[noreturn]] void Fail(const std::string& what) {
+    throw std::runtime_error(what + " failed with error " + std::to_string(GetLastError()));
+}
+
+}  // namespace
+
+Library::Library(const std::filesystem::path& path) : handle_(LoadLibraryW(path.c_str())) {
+    if (handle_ == nullptr) Fail("LoadLibrary");
+}
+
+Library::~Library() {
+    FreeLibrary(static_cast<HMODULE>(handle_));
+}
+
+void* Library::Find(const char* name) const {
+    const FARPROC found = GetProcAddress(static_cast<HMODULE>(handle_), name);
+    if (found == nullptr) Fail(name);
+    return reinterpret_cast<void*>(found);
+}
+
+std::uint64_t OpenLog(const std::filesystem::path& path) {
+    const HANDLE file = CreateFileW(path.c_str(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                    nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE) Fail("the log's CreateFile");
+    return reinterpret_cast<std::uint64_t>(file);
+}
+
+void CloseLog(std::uint64_t log) {
+    CloseHandle(reinterpret_cast<HANDLE>(log));
+}
+
+int OpenHandles() {
+    DWORD count = 0;
+    if (!GetProcessHandleCount(GetCurrentProcess(), &count)) Fail("GetProcessHandleCount");
+    return static_cast<int>(count);
+}
+
+int RunningThreads() {
+    const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
+    THREADENTRY32 entry{};
+    entry.dwSize = sizeof entry;
+    int count = 0;
+    for (BOOL more = Thread32First(snapshot, &entry); more; more = Thread32Next(snapshot, &entry)) {
+        if (entry.th32OwnerProcessID == GetCurrentProcessId()) ++count;
+    }
+    CloseHandle(snapshot);
+    return count;
+}
+
+std::u16string FreshEventName() {
+    static int count = 0;
+    const std::string name =
+        "decoder_test_" + std::to_string(GetCurrentProcessId()) + "_" + std::to_string(++count);
+    return {name.begin(), name.end()};
+}
+
+// An event goes with its last handle.
+void RemoveEvent(const std::u16string&) {}
+
+}  // namespace kit
