@@ -25,6 +25,9 @@ class Library {
 std::uint64_t OpenLog(const std::filesystem::path& path);
 void CloseLog(std::uint64_t log);
 
+// The argument in the form in which it arrives as it is: what starts a worker escapes no quotation marks.
+std::string Escaped(const std::string& argument);
+
 // Descriptors or handles that this process has open, and its threads.
 int OpenHandles();
 int RunningThreads();

@@ -41,6 +41,12 @@ void CloseLog(std::uint64_t log) {
     CloseHandle(reinterpret_cast<HANDLE>(log));
 }
 
+std::string Escaped(const std::string& argument) {
+    std::string escaped;
+    for (const char byte : argument) escaped += byte == '"' ? std::string("\\\"") : std::string(1, byte);
+    return escaped;
+}
+
 int OpenHandles() {
     DWORD count = 0;
     if (!GetProcessHandleCount(GetCurrentProcess(), &count)) Fail("GetProcessHandleCount");

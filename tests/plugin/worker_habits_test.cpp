@@ -88,9 +88,9 @@ TEST_F(WorkerHabits, ManyRoundsLeaveNothingBehind) {
     const int handles = kit::OpenHandles();
     const int threads = kit::RunningThreads();
     for (int round = 0; round < 500; ++round) {
-        ASSERT_TRUE(decoder.Open(u"never-ends"));
+        ASSERT_TRUE(decoder.Open(u"never-ends")) << decoder.ErrorLog();
         ASSERT_TRUE(decoder.DecodeBlock());
-        ASSERT_TRUE(decoder.SetPosition(44100));
+        ASSERT_TRUE(decoder.SetPosition(44100)) << decoder.ErrorLog();
         ASSERT_TRUE(decoder.DecodeBlock());
         ASSERT_TRUE(decoder.Close());
     }
