@@ -66,7 +66,7 @@ void AborterScope::Enter(aborter& next) {
 int WaitAny(std::span<waitable* const> waitables, double timeoutSeconds) {
     const auto limit = timeoutSeconds < 0
                            ? platform::kForever
-                           : static_cast<platform::Milliseconds>(std::lround(timeoutSeconds * 1000));
+                           : static_cast<platform::Milliseconds>(std::llround(timeoutSeconds * 1000));
     aborter* const abort = currentAborter;
     const std::size_t objects = abort != nullptr ? 1 : 0;  // where the objects begin, behind the aborter
     const std::size_t count = waitables.size() + objects;
