@@ -34,6 +34,19 @@ class clPtrList {
         --count_;
     }
 
+    // Removes each item for which `goes(item)`, asked once per item from the last to the first, is true.
+    template <typename Predicate>
+    void RemoveIf(Predicate goes) {
+        T** const behind = items_ + count_;
+        T** kept = behind;
+        for (T** item = behind; item != items_;) {
+            --item;
+            if (!goes(*item)) *--kept = *item;
+        }
+        std::copy(kept, behind, items_);
+        count_ = static_cast<int>(behind - kept);
+    }
+
     // Back to the inline slots.
     void Clear() noexcept {
         heap_.reset();

@@ -121,7 +121,5 @@ bool IDTags::RemoveArt(std::u16string_view typeName, std::u16string_view descrip
 }
 
 void IDTags::RemoveHidden() noexcept {
-    for (int i = count() - 1; i >= 0; --i) {
-        if (GoesWithHidden(entries_[i]->Name)) RemoveAt(i);
-    }
+    RemoveNames([](const clString& name) { return GoesWithHidden(name); });
 }

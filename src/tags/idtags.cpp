@@ -83,13 +83,7 @@ IDTag* IDTags::Find(std::u16string_view name, bool strip) noexcept {
 }
 
 bool IDTags::Remove(std::u16string_view name) noexcept {
-    bool removed = false;
-    for (int i = count() - 1; i >= 0; --i) {
-        if (!clString::EqualsNoCase(entries_[i]->Name, name)) continue;
-        RemoveAt(i);
-        removed = true;
-    }
-    return removed;
+    return RemoveNames([name](const clString& own) { return clString::EqualsNoCase(own, name); });
 }
 
 void IDTags::RemoveAt(int index) noexcept {

@@ -80,6 +80,19 @@ class IDTags {
     void Parse(const void* bytes, std::int32_t size);
 
   private:
+    // Deletes every entry for whose name `goes(name)` is true; true when there was one.
+    template <typename Predicate>
+    bool RemoveNames(Predicate goes) noexcept {
+        const int before = count();
+        entries_.RemoveIf([&](IDTag* tag) {
+            if (!goes(tag->Name)) return false;
+            if (Current == tag) Current = nullptr;
+            delete tag;
+            return true;
+        });
+        return count() < before;
+    }
+
     clPtrList<IDTag> entries_;
 };
 

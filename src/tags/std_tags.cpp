@@ -1,13 +1,12 @@
 #include "tags/std_tags.h"
 
-#include <string>
-#include <unordered_set>
 #include <utility>
 
 #include "support/clfile.h"
 #include "support/cllists.h"
 #include "tags/tag_apev2.h"
 #include "tags/tag_id3v1.h"
+#include "tags/tag_index.h"
 
 namespace {
 
@@ -29,7 +28,7 @@ bool OpenOrLog(clFile& file, std::uint32_t access, const char16_t* failure, cons
 // Merges what one engine after the other reads; the first entry of a name wins.
 class Merger {
   public:
-    Merger(IDTags& tags, clString& version) noexcept : tags_(tags), version_(version) {}
+    Merger(IDTags& tags, clString& version) : tags_(tags), version_(version), index_(tags, false) {}
 
     bool Read(BaseTag& engine) {
         IDTags own;
@@ -38,24 +37,18 @@ class Merger {
         if (!version_.IsEmpty() && !kind.IsEmpty()) version_.Append(kVersionSeparator);
         version_.Append(kind);
         for (IDTag* tag : own) {
-            if (names_.insert(Folded(tag->Name)).second) tags_.Add() = std::move(*tag);
+            if (index_.Find(tag->Name) != nullptr) continue;
+            IDTag& merged = tags_.Add();
+            merged = std::move(*tag);
+            index_.Add(merged);
         }
         return true;
     }
 
   private:
-    static std::u16string Folded(std::u16string_view name) {
-        std::u16string folded(name);
-        for (char16_t& unit : folded) {
-            if (unit >= u'A' && unit <= u'Z') unit = static_cast<char16_t>(unit + (u'a' - u'A'));
-        }
-        return folded;
-    }
-
     IDTags& tags_;
     clString& version_;
-    // A file may hold a million entries; looking each up in the collection would take hours.
-    std::unordered_set<std::u16string> names_;
+    TagIndex index_;
 };
 
 bool WriteOrLog(BaseTag& engine, const IDTags& tags, bool merge, const char16_t* failure,

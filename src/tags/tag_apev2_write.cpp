@@ -12,6 +12,7 @@
 #include "tags/art_key.h"
 #include "tags/multi_values.h"
 #include "tags/tag_apev2.h"
+#include "tags/tag_index.h"
 
 using namespace apev2;
 
@@ -154,9 +155,15 @@ bool TagAPEv2::WriteTag(const IDTags& tags, bool merge) {
         if (merge && clString::EqualsNoCase(copy.Name, kRatingName)) copy.Value = RatingForFile(copy.Value);
         AdjustJukeBoxName(copy.Name, result);
     }
+    TagIndex index(result, true);
     for (IDTag* tag : given) {
-        IDTag* old = result.Find(tag->Name, true);
-        (old != nullptr ? *old : result.Add()) = std::move(*tag);
+        if (IDTag* old = index.Find(tag->Name)) {
+            *old = std::move(*tag);
+        } else {
+            IDTag& added = result.Add();
+            added = std::move(*tag);
+            index.Add(added);
+        }
     }
 
     if (TagVersionNumber == 0) TagVersionNumber = WriteVersion1 ? kVersion1 : kVersion2;

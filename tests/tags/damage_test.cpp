@@ -64,4 +64,20 @@ TEST_F(Damage, EveryByteOfTheTags) {
     }
 }
 
+// A megabyte of items must not cost a walk through all of them for each.
+TEST_F(Damage, AHundredThousandItemsAreNoTrouble) {
+    std::vector<ApeItem> items;
+    for (int i = 0; i < 50000; ++i)
+        items.push_back({std::to_string(i), "v"}), items.push_back({"same", "v"});
+    kit::WriteFile(file_, Ape(items));
+    const clString path{std::u16string_view(file_.u16string())};
+    IDTags tags;
+    clString version;
+    ASSERT_TRUE(ReadStdTags(path, tags, version, {}));
+    EXPECT_EQ(tags.count(), 50001);
+    ASSERT_TRUE(DeleteStdTags(path, u"same\0", {}));
+    ASSERT_TRUE(ReadStdTags(path, tags, version, {}));
+    EXPECT_EQ(tags.count(), 50000);
+}
+
 }  // namespace
