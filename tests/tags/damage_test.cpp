@@ -67,8 +67,7 @@ TEST_F(Damage, EveryByteOfTheTags) {
 // A megabyte of items must not cost a walk through all of them for each.
 TEST_F(Damage, AHundredThousandItemsAreNoTrouble) {
     std::vector<ApeItem> items;
-    for (int i = 0; i < 50000; ++i)
-        items.push_back({std::to_string(i), "v"}), items.push_back({"same", "v"});
+    for (int i = 0; i < 50000; ++i) items.push_back({std::to_string(i), "v"}), items.push_back({"same", "v"});
     kit::WriteFile(file_, Ape(items));
     const clString path{std::u16string_view(file_.u16string())};
     IDTags tags;
