@@ -9,7 +9,8 @@
  *
  * Threads: one decoder belongs to one thread at a time; the host may hand it from thread to thread
  * between calls. Different decoders may run side by side. Nothing here may be called from a signal
- * handler. No function lets a C++ exception out.
+ * handler, and no thread may be cancelled (pthread_cancel) while it is inside a call. No function lets a
+ * C++ exception out.
  *
  * The order per decoder: Create, optionally Set("EventQuit"), then any number of runs, each of Open,
  * DecodeBlock and SetPosition in any mix and Close, and finally Destroy. Get, Set("IDTags") and

@@ -6,8 +6,9 @@
 #include "support/clstring.h"
 
 std::int64_t FormatArgument::Signed() const noexcept {
-    if (const auto* integer = std::get_if<std::int64_t>(&value_)) return *integer;
-    return 0;
+    const auto* integer = std::get_if<std::int64_t>(&value_);
+    if (integer == nullptr) return 0;
+    return bits_ == 32 ? static_cast<std::int32_t>(*integer) : *integer;
 }
 
 std::uint64_t FormatArgument::Unsigned() const noexcept {

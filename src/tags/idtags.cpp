@@ -100,6 +100,7 @@ void IDTags::Clear() noexcept {
 
 clString IDTags::TakeVersion() {
     for (int i = 0; i < count(); ++i) {
+        Current = entries_[i];
         if (!clString::EqualsNoCase(entries_[i]->Name, kTagVersionName)) continue;
         clString version = std::move(entries_[i]->Value);
         RemoveAt(i);

@@ -148,7 +148,7 @@ std::size_t streamInFetched::read(void* buffer, std::size_t count) {
     std::size_t total = 0;
     while (total < count) {
         if (begin_ == end_) {
-            begin_ = 0;
+            begin_ = end_ = 0;
             end_ = source_.readSome(window_.data(), window_.size());
             if (end_ == 0) break;
         }

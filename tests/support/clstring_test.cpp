@@ -91,6 +91,7 @@ TEST(clString, FormatsWithAndWithoutTheRuntime) {
     EXPECT_EQ(clString::Format(format, -5, u"x", 1.5, 255U), clString(u"-005|x|1.50|FF|%"));
     EXPECT_EQ(clString::FormatFallback(format, arguments), clString(u"-005|x|1.50|FF|%"));
     EXPECT_EQ(clString::Format(u"%u", -1), clString(u"4294967295"));
+    EXPECT_EQ(clString::Format(u"%i", 0xFFFFFFFFU), clString(u"-1"));
     EXPECT_EQ(clString::FormatFallback(u"a%1.2.3f", arguments), clString()) << "a second point empties";
     EXPECT_EQ(clString::FormatFallback(u"a%5", arguments), clString()) << "an unfinished directive empties";
 }

@@ -57,7 +57,8 @@ EventHandle OpenNamedSignal(const std::u16string& name) noexcept {
             SetLastError(kErrorInvalidName);
             return EventHandle::None;
         }
-        if (mkfifo(path.c_str(), S_IRUSR | S_IWUSR) != 0 && errno != EEXIST) {
+        const bool made = mkfifo(path.c_str(), S_IRUSR | S_IWUSR) == 0;
+        if (!made && errno != EEXIST) {
             KeepErrno();
             return EventHandle::None;
         }
@@ -66,6 +67,7 @@ EventHandle OpenNamedSignal(const std::u16string& name) noexcept {
             posix::AboveStandard(open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
         if (descriptor < 0) {
             KeepErrno();
+            if (made) unlink(path.c_str());
             return EventHandle::None;
         }
         if (!IsOwnFifo(descriptor)) {

@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <system_error>
 
@@ -19,7 +20,11 @@ std::string LoadedPath() noexcept {
             return {};
         }
         std::error_code failure;
-        const std::filesystem::path path = std::filesystem::absolute(info.dli_fname, failure);
+        std::filesystem::path path = std::filesystem::absolute(info.dli_fname, failure);
+        // Behind a link, ".." leads elsewhere than the text says.
+        if (std::find(path.begin(), path.end(), "..") != path.end()) {
+            path = std::filesystem::canonical(path.parent_path(), failure) / path.filename();
+        }
         return failure ? std::string(info.dli_fname) : path.lexically_normal().string();
     } catch (...) {
         return {};

@@ -98,6 +98,15 @@ void Reap(ProcessHandle process) noexcept {
     }
 }
 
+// False when the worker had ended and been reaped, by a host that does so itself, before its pidfd was
+// opened: its id may then be a stranger's.
+bool IsChildOfOurs(ProcessHandle process) noexcept {
+    siginfo_t status{};
+    return waitid(static_cast<idtype_t>(P_PIDFD), static_cast<id_t>(Descriptor(process)), &status,
+                  WEXITED | WNOHANG | WNOWAIT) == 0 ||
+           errno != ECHILD;
+}
+
 }  // namespace
 
 ProcessHandle StartProcess(const ProcessStart& start) {
@@ -124,8 +133,13 @@ ProcessHandle StartProcess(const ProcessStart& start) {
         SetLastError(posix::ErrorFromErrno(code));
         return ProcessHandle::None;
     }
-    const auto pidfd = static_cast<int>(syscall(SYS_pidfd_open, child, 0U));
-    if (pidfd >= 0) return static_cast<ProcessHandle>(posix::AboveStandard(pidfd));
+    const int pidfd = posix::AboveStandard(static_cast<int>(syscall(SYS_pidfd_open, child, 0U)));
+    if (pidfd >= 0) {
+        const auto process = static_cast<ProcessHandle>(pidfd);
+        if (IsChildOfOurs(process)) return process;
+        posix::Close(pidfd);
+        return kEndedBeforehand;
+    }
     if (errno == ESRCH) return kEndedBeforehand;
     posix::KeepErrno();
     kill(child, SIGKILL);
