@@ -156,7 +156,7 @@ void readRatingFrame(const id3frame& frame, TagValues& values) {
     const auto rating = std::to_integer<std::uint8_t>(*(nul + 1));
     if (rating == 0) return;
     const auto* step = std::lower_bound(std::begin(ratingSteps), std::end(ratingSteps), rating);
-    values["Rating"] = {std::to_string(step - std::begin(ratingSteps))};
+    values[std::string(kRatingName)] = {std::to_string(step - std::begin(ratingSteps))};
 }
 
 void readUserUrlFrame(const id3frame& frame, const std::string& description, TagValues& values) {

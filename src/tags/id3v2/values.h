@@ -11,6 +11,9 @@
 
 namespace id3parser {
 
+inline constexpr std::string_view kRatingName = "Rating";
+inline constexpr std::string_view kUserUrlName = "User defined URL link";
+
 // Orders names with the ASCII letters folded to lower case.
 struct NameLess {
     using is_transparent = void;

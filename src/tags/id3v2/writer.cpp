@@ -1,0 +1,203 @@
+#include "tags/id3v2/writer.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <stdexcept>
+#include <utility>
+
+#include "support/endian.h"
+#include "tags/id3v2/new_frames.h"
+#include "tags/id3v2/retained_frames.h"
+
+namespace id3parser {
+
+namespace {
+
+// Sizes of 28 bits and more have no place in a tag.
+constexpr std::uint64_t kSizeLimit = 0x10000000;
+constexpr std::uint8_t kTagUnsynchronised = 0x80;
+constexpr std::uint64_t kMostPadding = 2048;
+constexpr std::uint8_t kFrontCoverType = 3;
+
+constexpr std::byte kSyncByte{0xFF};
+constexpr std::byte kSyncMask{0xE0};
+
+bool isSyncTail(std::byte byte) {
+    return (byte & kSyncMask) == kSyncMask;
+}
+
+// Of a version without a writer only this stays; all else is in the values.
+bool survivesUpgrade(id3frame& frame) {
+    if (frame.id == kPictureFrame) return true;
+    if (frame.id != kCommentFrame && frame.id != kLyricsFrame) return false;
+    try {
+        upgradeFrameEncoding(frame);
+        return true;
+    } catch (const parseError&) {
+        return false;
+    }
+}
+
+std::uint8_t encodingFor(std::uint8_t wanted, std::uint32_t version) {
+    const bool allowed = wanted <= kEncodingUtf16 || (version == kVersion24 && wanted != kEncodingUtf16Big);
+    return allowed ? wanted : std::uint8_t{kEncodingUtf16};
+}
+
+int pictureRank(const id3frame& frame) {
+    if (frame.id != kPictureFrame) return 0;
+    try {
+        return pictureFields(frame.data).type == kFrontCoverType ? 1 : 2;
+    } catch (const parseError&) {
+        return 2;
+    }
+}
+
+void writeByte(streamOut& out, std::uint32_t value) {
+    const auto byte = static_cast<std::byte>(value);
+    out.write(&byte, 1);
+}
+
+void writeBig32(streamOut& out, std::uint32_t value) {
+    std::array<std::byte, 4> bytes{};
+    PutBig32(bytes.data(), value);
+    out.write(bytes.data(), bytes.size());
+}
+
+void writeFrameFlags(streamOut& out, std::uint8_t formatFlags) {
+    writeByte(out, 0);
+    writeByte(out, formatFlags);
+}
+
+void renderFrame(const id3frame& frame, streamOut& out) {
+    if (frame.data.size() >= kSizeLimit) throw writeError();
+    writeBig32(out, frame.id);
+    writeBig32(out, static_cast<std::uint32_t>(frame.data.size()));
+    writeFrameFlags(out, 0);
+    out.write(frame.data.data(), frame.data.size());
+}
+
+// A frame of the same version stays as it was; any other is looked at.
+bool needsUnsynchronisation(const id3frame& frame) {
+    if (frame.version == kVersion24) return (frame.formatFlags & kFrameUnsynchronised) != 0;
+    const auto& data = frame.data;
+    const auto isSync = [](std::byte first, std::byte second) {
+        return first == kSyncByte && isSyncTail(second);
+    };
+    return std::adjacent_find(data.begin(), data.end(), isSync) != data.end() ||
+           (!data.empty() && data.back() == kSyncByte);
+}
+
+std::vector<std::byte> unsynchronised(const std::vector<std::byte>& data) {
+    std::vector<std::byte> bytes;
+    bytes.reserve(data.size() + data.size() / 64 + 1);
+    for (std::size_t i = 0; i < data.size(); ++i) {
+        bytes.push_back(data[i]);
+        if (data[i] != kSyncByte) continue;
+        const bool last = i + 1 == data.size();
+        if (last || isSyncTail(data[i + 1]) || data[i + 1] == std::byte{0}) bytes.push_back(std::byte{0});
+    }
+    return bytes;
+}
+
+// Whether the frame was unsynchronised.
+bool renderFrameV24(const id3frame& frame, streamOut& out) {
+    writeBig32(out, frame.id);
+    if (!needsUnsynchronisation(frame)) {
+        writeSynchsafe(out, frame.data.size());
+        writeFrameFlags(out, 0);
+        out.write(frame.data.data(), frame.data.size());
+        return false;
+    }
+    const std::vector<std::byte> bytes = unsynchronised(frame.data);
+    writeSynchsafe(out, bytes.size() + sizeof(std::uint32_t));
+    writeFrameFlags(out, kFrameUnsynchronised | kFrameDataLength);
+    writeSynchsafe(out, frame.data.size());
+    out.write(bytes.data(), bytes.size());
+    return true;
+}
+
+bool renderFrames(const id3tag& tag, streamOut& out) {
+    if (tag.version != kVersion23 && tag.version != kVersion24) throw writeError();
+    bool anyUnsynchronised = false;
+    for (const id3frame& frame : tag.frames) {
+        if (tag.version == kVersion23) {
+            renderFrame(frame, out);
+        } else if (renderFrameV24(frame, out)) {
+            anyUnsynchronised = true;
+        }
+    }
+    return anyUnsynchronised;
+}
+
+std::uint64_t paddingFor(std::uint64_t tagBytes, const TagRoom& room) {
+    const std::uint64_t fresh = std::min<std::uint64_t>(room.maxPadding, kMostPadding);
+    std::uint64_t padding = fresh;
+    if (tagBytes <= room.oldSize) {
+        padding = room.oldSize - tagBytes;
+        if (padding > room.maxPadding) padding = fresh;
+    }
+    const std::uint64_t excess = (tagBytes + padding) % room.alignment;
+    return excess == 0 ? padding : padding + room.alignment - excess;
+}
+
+void writeZeros(streamOut& out, std::uint64_t count) {
+    constexpr std::array<std::byte, 256> kZeros{};
+    while (count > 0) {
+        const std::uint64_t step = std::min<std::uint64_t>(count, kZeros.size());
+        out.write(kZeros.data(), step);
+        count -= step;
+    }
+}
+
+}  // namespace
+
+void valuesToFrames(id3tag& tag, const TagValues& values, WriteSettings settings) {
+    if (tag.version != kVersion23 && tag.version != kVersion24) {
+        tag.version = kVersion23;
+        tag.frames.remove_if([](id3frame& frame) { return !survivesUpgrade(frame); });
+    }
+    settings.encoding = encodingFor(settings.encoding, tag.version);
+    TagValues work = values;
+    dedupeYear(work);
+    std::list<id3frame> old = std::move(tag.frames);
+    tag.frames.clear();
+    retainMatchingFrames(old, work, {tag.overrides, tag.version, true});
+    appendNewFrames(tag.frames, std::move(work), tag.overrides, tag.version, settings);
+    tag.frames.splice(tag.frames.end(), old);
+}
+
+void orderPictures(id3tag& tag) {
+    std::array<std::list<id3frame>, 3> ranks;
+    while (!tag.frames.empty()) {
+        auto& rank = ranks[static_cast<std::size_t>(pictureRank(tag.frames.front()))];
+        rank.splice(rank.end(), tag.frames, tag.frames.begin());
+    }
+    for (auto& rank : ranks) tag.frames.splice(tag.frames.end(), rank);
+}
+
+void renderTag(const id3tag& tag, streamOut& out, const TagRoom& room) {
+    streamOutBuffer frames;
+    const bool anyUnsynchronised = renderFrames(tag, frames);
+    out.write(reinterpret_cast<const std::byte*>(kTagSignature.data()), kTagSignature.size());
+    writeByte(out, tag.version);
+    writeByte(out, 0);  // revision
+    writeByte(out, anyUnsynchronised ? kTagUnsynchronised : 0);
+
+    const std::uint64_t tagBytes = frames.bytes.size() + kTagHeaderBytes;
+    const std::uint64_t padding = paddingFor(tagBytes, room);
+    const std::uint64_t size = tagBytes + padding - kTagHeaderBytes;
+    if (size > std::numeric_limits<std::uint32_t>::max()) throw std::overflow_error("overflow");
+    writeSynchsafe(out, size);
+    out.write(frames.bytes.data(), frames.bytes.size());
+    writeZeros(out, padding);
+}
+
+void writeSynchsafe(streamOut& out, std::uint64_t value) {
+    if (value >= kSizeLimit) throw writeError();
+    const auto bits = static_cast<std::uint32_t>(value);
+    writeBig32(out,
+               (bits & 0x7F) | ((bits & 0x3F80) << 1) | ((bits & 0x1FC000) << 2) | ((bits & 0xFE00000) << 3));
+}
+
+}  // namespace id3parser
