@@ -4,6 +4,7 @@
 
 #include "support/clfile.h"
 #include "support/cllists.h"
+#include "tags/id3v2/tag_id3v2.h"
 #include "tags/tag_apev2.h"
 #include "tags/tag_id3v1.h"
 #include "tags/tag_index.h"
@@ -15,6 +16,7 @@ constexpr const char* kWriteLabel = "WriteStdTags";
 constexpr const char* kDeleteLabel = "DeleteStdTags";
 constexpr const char16_t* kNotOpenedForReading = u"Couldn't read tags from file: %s";
 constexpr const char16_t* kNotOpenedForUpdating = u"Couldn't open file for updating: %s";
+constexpr const char16_t* kId3v2NotWritten = u"Could not write ID3v2 tag";
 constexpr std::u16string_view kVersionSeparator = u" & ";
 
 bool OpenOrLog(clFile& file, std::uint32_t access, const char16_t* failure, const clLogHandles& decoder,
@@ -73,9 +75,10 @@ bool ReadStdTags(const clString& path, IDTags& tags, clString& version, const cl
     clFile file(path);
     if (!OpenOrLog(file, clFile::kRead, kNotOpenedForReading, decoder, kReadLabel)) return false;
     TagAPEv2 ape(file);
+    TagID3v2 id3v2(file);
     TagID3v1 id3v1(file);
     Merger merger(tags, version);
-    if (merger.Read(ape) && merger.Read(id3v1)) return true;
+    if (merger.Read(ape) && merger.Read(id3v2) && merger.Read(id3v1)) return true;
     clLog::Error(u"Reading tags failed.", decoder, kReadLabel);
     return false;
 }
@@ -88,11 +91,15 @@ bool WriteStdTags(const clString& path, const IDTags& tags, StdTagFamily family,
     }
     TagID3v1 id3v1(file);
     if (id3v1.Exists() && !WriteOrLog(id3v1, tags, true, u"Could not write ID3 tag", decoder)) return false;
+    TagID3v2 id3v2(file);
+    const bool hasId3v2 = id3v2.Exists();
+    if (hasId3v2 && !WriteOrLog(id3v2, tags, false, kId3v2NotWritten, decoder)) return false;
     TagAPEv2 ape(file);
-    if (ape.Exists() || family == StdTagFamily::Ape) {
+    if (ape.Exists() || (!hasId3v2 && family == StdTagFamily::Ape)) {
         return WriteOrLog(ape, tags, true, u"Could not write APE tag", decoder);
     }
-    return true;
+    if (hasId3v2 || family != StdTagFamily::Id3v2) return true;
+    return WriteOrLog(id3v2, tags, false, kId3v2NotWritten, decoder);
 }
 
 bool DeleteStdTags(const clString& path, const char16_t* names, const clLogHandles& decoder) {
@@ -103,8 +110,10 @@ bool DeleteStdTags(const clString& path, const char16_t* names, const clLogHandl
     clStringList list;
     list.FromMultiString(names);
     TagID3v1 id3v1(file);
+    TagID3v2 id3v2(file);
     TagAPEv2 ape(file);
     DeleteFrom(id3v1, list);
+    DeleteFrom(id3v2, list);
     DeleteFrom(ape, list);
     return true;
 }
