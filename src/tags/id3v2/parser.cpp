@@ -35,8 +35,9 @@ constexpr std::uint32_t kFrameSizeLimit = 0x4000000;
 constexpr std::uint32_t kDataLengthBytes = 4;
 constexpr std::uint32_t kExtendedHeaderSmallest24 = 6;
 
-// A body takes memory in steps that its bytes have to fill first.
-constexpr std::uint64_t kBodyPiece = 256 * 1024;
+// A body takes memory in steps that its bytes have to fill first, each a few times larger than all before.
+constexpr std::uint64_t kBodyPiece = 1024 * 1024;
+constexpr std::uint64_t kBodyGrowth = 3;
 constexpr std::uint64_t kUnsynchronisedPiece = 256;
 
 std::uint8_t readByte(streamIn& stream) {
@@ -61,7 +62,8 @@ void readBody(streamIn& stream, std::vector<std::byte>& body, std::uint32_t size
     while (body.size() < size) {
         const std::size_t have = body.size();
         const std::uint64_t piece =
-            std::min<std::uint64_t>(size - have, std::max<std::uint64_t>(kBodyPiece, have));
+            std::min<std::uint64_t>(size - have, std::max<std::uint64_t>(kBodyPiece, have * kBodyGrowth));
+        body.reserve(have + piece);
         body.resize(have + piece);
         stream.readExact(body.data() + have, piece);
     }

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <iterator>
+#include <unordered_set>
+#include <utility>
 
 #include "tags/id3v2/dates.h"
 #include "tags/id3v2/frames.h"
@@ -262,14 +264,13 @@ void framesToValues(const id3tag& tag, TagValues& values) {
 void dedupeYear(TagValues& values) {
     const auto entry = values.find(kYearName);
     if (entry == values.end()) return;
-    ValueList& years = entry->second;
-    auto end = years.begin();
-    for (auto year = years.begin(); year != years.end(); ++year) {
-        if (std::find(years.begin(), end, *year) != end) continue;
-        if (end != year) *end = std::move(*year);
-        ++end;
+    // A file decides how many there are, so no search along the list.
+    std::unordered_set<std::string> seen;
+    ValueList kept;
+    for (std::string& year : entry->second) {
+        if (seen.insert(year).second) kept.push_back(std::move(year));
     }
-    years.erase(end, years.end());
+    entry->second = std::move(kept);
 }
 
 bool isReplayGainName(std::string_view name) noexcept {

@@ -17,6 +17,7 @@ namespace {
 // Sizes of 28 bits and more have no place in a tag.
 constexpr std::uint64_t kSizeLimit = 0x10000000;
 constexpr std::uint8_t kTagUnsynchronised = 0x80;
+constexpr std::size_t kFrameHeaderBytes = 10;
 constexpr std::uint64_t kMostPadding = 2048;
 constexpr std::uint8_t kFrontCoverType = 3;
 
@@ -117,8 +118,11 @@ bool renderFrameV24(const id3frame& frame, streamOut& out) {
     return true;
 }
 
-bool renderFrames(const id3tag& tag, streamOut& out) {
+bool renderFrames(const id3tag& tag, streamOutBuffer& out) {
     if (tag.version != kVersion23 && tag.version != kVersion24) throw writeError();
+    std::size_t expected = 0;
+    for (const id3frame& frame : tag.frames) expected += kFrameHeaderBytes + frame.data.size();
+    out.bytes.reserve(expected);
     bool anyUnsynchronised = false;
     for (const id3frame& frame : tag.frames) {
         if (tag.version == kVersion23) {

@@ -228,7 +228,7 @@ TEST_F(Id3v2Writing, PadsToTheOldSizeWhenAllowed) {
     const auto sizes = [](std::size_t body, const TagRoom& room) {
         id3tag tag;
         tag.version = kVersion23;
-        tag.frames.emplace_back().data.resize(body - 20);
+        tag.frames.emplace_back().data.resize(body - 20, std::byte{0});
         streamOutBuffer out;
         renderTag(tag, out, room);
         EXPECT_EQ(readSynchsafe(out.bytes.data() + 6) + 10, out.bytes.size());

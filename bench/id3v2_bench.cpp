@@ -1,0 +1,187 @@
+// Reading ID3v2 tags against TagLib, and a rewrite, in place or with the tail of a large file, against a
+// plain copy of the bytes that it moves.
+#include <taglib/attachedpictureframe.h>
+#include <taglib/id3v2tag.h>
+#include <taglib/textidentificationframe.h>
+#include <taglib/trueaudiofile.h>
+
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "kit/files.h"
+#include "kit/tools.h"
+#include "report.h"
+#include "support/clfile.h"
+#include "system.h"
+#include "tags/id3v2/tag_id3v2.h"
+
+namespace {
+
+constexpr int kFiles = 300;
+constexpr int kRounds = 15;
+constexpr int kWrites = 200;
+constexpr int kMoves = 3;
+constexpr std::int64_t kTail = std::int64_t{1} << 30;
+constexpr std::size_t kBlock = 65536;
+
+void Require(bool holds, const char* what) {
+    if (!holds) throw std::runtime_error(what);
+}
+
+clString Wide(const std::filesystem::path& path) {
+    return std::u16string_view(path.u16string());
+}
+
+// What a music file has: ten texts, and a picture when asked for.
+std::string MakeTag(std::size_t pictureBytes, TagLib::ID3v2::Version version) {
+    TagLib::ID3v2::Tag tag;
+    for (const char* id : {"TIT2", "TPE1", "TALB", "TCON", "TRCK", "TCOM", "TPUB", "TPE2", "TENC", "TCOP"}) {
+        auto* frame = new TagLib::ID3v2::TextIdentificationFrame(id, TagLib::String::UTF16);
+        frame->setText("A value of an ordinary length");
+        tag.addFrame(frame);
+    }
+    if (pictureBytes > 0) {
+        auto* picture = new TagLib::ID3v2::AttachedPictureFrame;
+        picture->setMimeType("image/jpeg");
+        picture->setPicture(TagLib::ByteVector(static_cast<unsigned>(pictureBytes), 'p'));
+        tag.addFrame(picture);
+    }
+    const TagLib::ByteVector bytes = tag.render(version);
+    return {bytes.data(), bytes.size()};
+}
+
+std::size_t ReadByUs(const clString& path) {
+    clFile file(path);
+    Require(file.Open(clFile::kRead), "not opened");
+    TagID3v2 engine(file);
+    IDTags tags;
+    Require(engine.Read(tags, false) && tags.count() >= 10, "no tags read");
+    return static_cast<std::size_t>(tags.count());
+}
+
+// Without audio properties it looks for the tags alone; that it looks for an ID3v1 tag too costs one read.
+std::size_t ReadByTagLib(const std::string& path) {
+    TagLib::TrueAudio::File file(path.c_str(), false);
+    Require(file.hasID3v2Tag(), "TagLib found no tag");
+    return file.ID3v2Tag()->frameList().size();
+}
+
+void CompareReading(const kit::TempFolder& folder, std::size_t pictureBytes, TagLib::ID3v2::Version version,
+                    Table& table) {
+    std::vector<std::string> names;
+    std::vector<clString> wideNames;
+    const std::string bytes = MakeTag(pictureBytes, version) + std::string(kBlock, 'a');
+    for (int i = 0; i < kFiles; ++i) {
+        const std::filesystem::path path = folder / (std::to_string(i) + ".tta");
+        kit::WriteFile(path, bytes);
+        names.push_back(path.string());
+        wideNames.push_back(Wide(path));
+    }
+    std::vector<double> ours;
+    std::vector<double> theirs;
+    std::size_t entries = 0;
+    for (int round = 0; round < kRounds; ++round) {
+        const double start = WallSeconds();
+        for (const clString& name : wideNames) entries += ReadByUs(name);
+        const double middle = WallSeconds();
+        for (const std::string& name : names) entries += ReadByTagLib(name);
+        ours.push_back(middle - start);
+        theirs.push_back(WallSeconds() - middle);
+    }
+    Require(entries > 0, "nothing was read");
+    const double perFile = 1e6 / kFiles;
+    table.Add({version == TagLib::ID3v2::v3 ? "2.3" : "2.4", std::to_string(pictureBytes / 1024) + " KiB",
+               Fixed(Median(ours) * perFile, 2), Fixed(Median(theirs) * perFile, 2),
+               Fixed(Median(ours) / Median(theirs), 2)});
+}
+
+double WriteSeconds(clFile& file, const char16_t* title) {
+    TagID3v2 engine(file);
+    IDTags tags;
+    tags.AddText(u"Title", title);
+    const double start = WallSeconds();
+    Require(engine.Write(tags, false), "no tag written");
+    return WallSeconds() - start;
+}
+
+// The bytes of the tail, read and written once by the same calls.
+double CopySeconds(clFile& file, std::int64_t from, const std::filesystem::path& target) {
+    std::FILE* made = std::fopen(target.c_str(), "wb");
+    Require(made != nullptr && std::fclose(made) == 0, "no file");
+    clFile copy(Wide(target));
+    Require(copy.Open(clFile::kWrite) && file.Seek(from, clFile::Where::Start), "not opened");
+    const double start = WallSeconds();
+    std::vector<char> block(kBlock);
+    for (std::size_t came; (came = file.Read(block.data(), block.size())) > 0;) {
+        Require(copy.Write(block.data(), came, clFile::Where::Here), "no copy");
+    }
+    const double seconds = WallSeconds() - start;
+    copy.Close();
+    std::filesystem::remove(target);
+    return seconds;
+}
+
+void MeasureWriting(const kit::TempFolder& folder, Table& table) {
+    const std::string tag = MakeTag(200 * 1024, TagLib::ID3v2::v3);
+    const std::filesystem::path path = folder / "large.tta";
+    kit::WriteFile(path, tag);
+    std::filesystem::resize_file(path, tag.size() + static_cast<std::uintmax_t>(kTail));
+    clFile file(Wide(path));
+    Require(file.Open(clFile::kRead | clFile::kWrite), "not opened");
+    TagID3v2 engine(file);
+
+    std::vector<double> copies;
+    std::vector<double> up;
+    std::vector<double> down;
+    WriteSeconds(file, u"a");  // takes the padding out, and gives the sparse file its blocks
+    for (int i = 0; i < kMoves; ++i) {
+        copies.push_back(
+            CopySeconds(file, static_cast<std::int64_t>(engine.tagSizeOnDisk()), folder / "copy"));
+        up.push_back(WriteSeconds(file, u"a longer title"));
+        down.push_back(WriteSeconds(file, u"short"));
+    }
+    std::vector<double> inPlace;
+    std::vector<double> plain;
+    std::vector<char> bytes(engine.tagSizeOnDisk());
+    for (int i = 0; i < kWrites; ++i) {
+        inPlace.push_back(WriteSeconds(file, i % 2 == 0 ? u"title" : u"other"));
+        const double start = WallSeconds();
+        Require(file.Seek(0, clFile::Where::Start) && file.Read(bytes.data(), bytes.size()) == bytes.size() &&
+                    file.Seek(0, clFile::Where::Start) &&
+                    file.Write(bytes.data(), bytes.size(), clFile::Where::Here),
+                "no copy");
+        plain.push_back(WallSeconds() - start);
+    }
+    const auto add = [&table](const char* what, double ours, double theirs, double unit) {
+        table.Add({what, Fixed(ours * unit, 1), Fixed(theirs * unit, 1), Fixed(ours / theirs, 2)});
+    };
+    add("1 GiB towards the end, ms", Median(up), Median(copies), 1e3);
+    add("1 GiB towards the start, ms", Median(down), Median(copies), 1e3);
+    add("200 KiB in place, us", Median(inPlace), Median(plain), 1e6);
+}
+
+}  // namespace
+
+int main() {
+    try {
+        const kit::TempFolder folder;
+        Table reading({"Version", "Picture", "Ours, us per file", "TagLib, us per file", "Ratio"});
+        for (const auto version : {TagLib::ID3v2::v3, TagLib::ID3v2::v4}) {
+            for (const std::size_t kibibytes : {0, 200, 2000})
+                CompareReading(folder, kibibytes * 1024, version, reading);
+        }
+        reading.Print();
+        std::puts("");
+        Table writing({"Rewriting", "Ours", "Plain copy", "Ratio"});
+        MeasureWriting(folder, writing);
+        writing.Print();
+        return 0;
+    } catch (const std::exception& failure) {
+        std::fprintf(stderr, "id3v2_bench: %s\n", failure.what());
+        return 1;
+    }
+}
