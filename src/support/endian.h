@@ -17,13 +17,22 @@ inline std::uint64_t GetLittle64(const std::byte* bytes) noexcept {
     return GetLittle32(bytes) | (static_cast<std::uint64_t>(GetLittle32(bytes + 4)) << 32);
 }
 
+inline std::uint16_t GetBig16(const std::byte* bytes) noexcept {
+    return static_cast<std::uint16_t>((std::to_integer<unsigned>(bytes[0]) << 8) |
+                                      std::to_integer<unsigned>(bytes[1]));
+}
+
 inline std::uint32_t GetBig24(const std::byte* bytes) noexcept {
-    return (std::to_integer<std::uint32_t>(bytes[0]) << 16) | (std::to_integer<std::uint32_t>(bytes[1]) << 8) |
-           std::to_integer<std::uint32_t>(bytes[2]);
+    return (std::to_integer<std::uint32_t>(bytes[0]) << 16) |
+           (std::to_integer<std::uint32_t>(bytes[1]) << 8) | std::to_integer<std::uint32_t>(bytes[2]);
 }
 
 inline std::uint32_t GetBig32(const std::byte* bytes) noexcept {
     return (GetBig24(bytes) << 8) | std::to_integer<std::uint32_t>(bytes[3]);
+}
+
+inline std::uint64_t GetBig64(const std::byte* bytes) noexcept {
+    return (static_cast<std::uint64_t>(GetBig32(bytes)) << 32) | GetBig32(bytes + 4);
 }
 
 inline void PutLittle16(std::byte* bytes, std::uint16_t value) noexcept {
@@ -39,8 +48,4 @@ inline void PutLittle32(std::byte* bytes, std::uint32_t value) noexcept {
 inline void PutLittle64(std::byte* bytes, std::uint64_t value) noexcept {
     PutLittle32(bytes, static_cast<std::uint32_t>(value & 0xFFFFFFFF));
     PutLittle32(bytes + 4, static_cast<std::uint32_t>(value >> 32));
-}
-
-inline void PutBig32(std::byte* bytes, std::uint32_t value) noexcept {
-    for (int i = 0; i < 4; ++i) bytes[i] = static_cast<std::byte>((value >> (24 - 8 * i)) & 0xFF);
 }
