@@ -1,0 +1,257 @@
+// Headers built byte by byte, one for each branch and boundary of each format.
+#include "image/image_type.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "transport/exceptions.h"
+#include "transport/waitable.h"
+
+namespace {
+
+using namespace std::string_literals;
+
+std::string Little(std::uint64_t value, int bytes) {
+    std::string text;
+    for (int i = 0; i < bytes; ++i, value >>= 8) text += static_cast<char>(value & 0xFF);
+    return text;
+}
+
+std::string Big(std::uint64_t value, int bytes) {
+    const std::string little = Little(value, bytes);
+    return {little.rbegin(), little.rend()};
+}
+
+std::string Zeros(std::size_t count) {
+    return std::string(count, '\0');
+}
+
+// Width, height, depth, alpha and name; "invalid input" and the like after a failure.
+std::string Detect(const std::string& file) {
+    try {
+        MemorySource source(std::as_bytes(std::span(file)));
+        const ImageInfo info = DetectImageType(source);
+        return std::to_string(info.width) + "x" + std::to_string(info.height) + "x" +
+               std::to_string(info.depth) + (info.alpha ? " alpha " : " ") + info.name + " " +
+               info.extension + " " + info.mime;
+    } catch (const std::exception& failure) {
+        return failure.what();
+    }
+}
+
+const std::string kInvalid = "invalid input";
+
+std::string Box(const std::string& type, const std::string& payload) {
+    return Big(payload.size() + 8, 4) + type + payload;
+}
+
+std::string Ico(unsigned type, unsigned count, const std::string& entries) {
+    return Little(0, 2) + Little(type, 2) + Little(count, 2) + entries;
+}
+
+std::string IcoEntry(unsigned width, unsigned height, unsigned bits, unsigned reserved = 0) {
+    return Little(width, 1) + Little(height, 1) + Little(0, 1) + Little(reserved, 1) + Little(1, 2) +
+           Little(bits, 2) + Zeros(8);
+}
+
+std::string TiffEntry(unsigned tag, unsigned type, unsigned count, const std::string& value) {
+    return Big(tag, 2) + Big(type, 2) + Big(count, 4) + value;
+}
+
+std::string Png(unsigned colourType, const std::string& chunks) {
+    return "\x89PNG\r\n\x1A\n" + Big(13, 4) + "IHDR" + Big(300, 4) + Big(200, 4) + Big(8, 1) +
+           Big(colourType, 1) + Zeros(7) + chunks;
+}
+
+// Bits from the least significant one of each byte on.
+class Bits {
+  public:
+    Bits& Put(std::uint64_t value, int count) {
+        for (int i = 0; i < count; ++i, ++bits_) {
+            if (bits_ % 8 == 0) bytes_ += '\0';
+            if ((value >> i & 1) != 0) bytes_.back() = static_cast<char>(bytes_.back() | 1 << bits_ % 8);
+        }
+        return *this;
+    }
+    std::string Bytes() const { return "\xFF\x0A" + bytes_ + Zeros(4); }
+
+  private:
+    std::string bytes_;
+    int bits_ = 0;
+};
+
+// Small size of 64 lines and a ratio.
+Bits JxlSize(unsigned ratio) {
+    return Bits().Put(1, 1).Put(7, 5).Put(ratio, 3);
+}
+
+// 8-bit colour and one extra channel, of which the bits follow.
+Bits JxlWithChannel() {
+    return JxlSize(1).Put(0, 1).Put(0, 1).Put(0, 1).Put(0, 2).Put(0, 1).Put(1, 2);
+}
+
+TEST(ImageType, ReadsEveryFormatToItsLimits) {
+    const std::string jpegFrame =
+        "\xFF\xC0"s + Big(17, 2) + Big(8, 1) + Big(200, 2) + Big(300, 2) + Big(3, 1);
+    const std::string riff = "RIFF"s + Zeros(4) + "WEBP";
+    const std::string ispe = Box("ispe", Zeros(4) + Big(300, 4) + Big(200, 4));
+    const auto iso = [](const std::string& properties) {
+        return Box("ftyp", "avif") +
+               Box("meta", Zeros(4) + Box("hdlr", Zeros(20)) + Box("iprp", Box("ipco", properties)));
+    };
+    const std::string tiffEntries =
+        TiffEntry(256, 3, 1, Big(300, 2) + Zeros(2)) + TiffEntry(257, 4, 1, Big(200, 4)) +
+        TiffEntry(274, 3, 1, Big(6, 2) + Zeros(2)) + TiffEntry(258, 3, 4, Big(62, 4));
+    const std::string tiff = "MM"s + Big(42, 2) + Big(8, 4) + Big(4, 2) + tiffEntries + Zeros(4) + Big(8, 2) +
+                             Big(8, 2) + Big(8, 2) + Big(8, 2);
+    const std::string jxl = JxlSize(7).Put(1, 1).Bytes();
+    std::string hundred;
+    for (int i = 0; i < 100; ++i) hundred += IcoEntry(16, 16, 8);
+    const std::string jpegTail = " JPEG jpg image/jpeg";
+    const std::string pngTail = " PNG png image/png";
+    const std::string webpTail = " WebP webp image/webp";
+    const std::string jxlTail = " JPEG XL jxl image/jxl";
+    const std::string icoTail = " alpha ICO ico image/x-icon";
+
+    const struct {
+        const char* what;
+        std::string file;
+        std::string expected;
+    } cases[] = {
+        {"empty", "", kInvalid},
+        {"wrong second byte", "GX", kInvalid},
+
+        {"GIF, first extension",
+         "GIF89a"s + Little(300, 2) + Little(200, 2) + "\x80\0\0"s + "\x21\xF9\x04\x01"s + Zeros(3) + "\x2C",
+         "300x200x8 alpha GIF gif image/gif"},
+        {"GIF, zero width", "GIF89a"s + Little(0, 2) + Little(200, 2) + Zeros(20), kInvalid},
+        {"GIF, shortened colour table skip",
+         "GIF89a"s + Little(1, 2) + Little(1, 2) + "\x87\0\0"s + Zeros(21) + ",", "1x1x8 GIF gif image/gif"},
+
+        {"JPEG behind segments", "\xFF\xD8\xFF\xE0\0\x04xx\xFF\xDD\0\x04xx"s + jpegFrame,
+         "300x200x24" + jpegTail},
+        {"JPEG, end before the frame", "\xFF\xD8\xFF\xD9"s + jpegFrame, kInvalid},
+        {"JPEG, fill byte", "\xFF\xD8\xFF\xFF"s + jpegFrame, kInvalid},
+        {"JPEG, segment of length 1", "\xFF\xD8\xFF\xE0\0\x01"s + jpegFrame, kInvalid},
+        {"JPEG, DAC", "\xFF\xD8\xFF\xCC\0\x02"s + jpegFrame, kInvalid},
+        {"JPEG, scan before the frame", "\xFF\xD8\xFF\xDA\0\x02\x12\x34"s + jpegFrame, kInvalid},
+
+        {"PNG with alpha", Png(6, ""), "300x200x32 alpha" + pngTail},
+        {"PNG, tRNS in front of IDAT", Png(2, Big(0, 4) + "tRNS" + Zeros(4)), "300x200x24 alpha" + pngTail},
+        {"PNG, tRNS behind IDAT", Png(2, Big(0, 4) + "IDAT" + Zeros(4) + Big(0, 4) + "tRNS"),
+         "300x200x24" + pngTail},
+        {"PNG, palette, cut off", Png(3, Big(70, 4) + "PLTE"), "300x200x8" + pngTail},
+        {"PNG, cut inside its header", Png(2, "").substr(0, 30), kInvalid},
+        {"PNG, other first chunk", "\x89PNG\r\n\x1A\n" + Big(13, 4) + "IDAT" + Zeros(30), kInvalid},
+
+        {"WebP, lossy", riff + "VP8 " + Zeros(7) + "\x9D\x01\x2A" + Little(0xC000 + 300, 2) + Little(200, 2),
+         "300x200x24" + webpTail},
+        {"WebP, lossy, wrong start code",
+         riff + "VP8 " + Zeros(7) + "\x9D\x01\x2B" + Little(300, 2) + Little(200, 2), kInvalid},
+        {"WebP, extended", riff + "VP8X" + Zeros(4) + "\x10" + Zeros(3) + Little(299, 3) + Little(199, 3),
+         "300x200x32 alpha" + webpTail},
+        {"WebP, lossless",
+         riff + "VP8L" + Zeros(4) + "\x2F" + Little(299 | 199 << 14 | 1 << 28, 4) + Zeros(5),
+         "300x200x32 alpha" + webpTail},
+        {"WebP, other chunk", riff + "ALPH" + Zeros(20), kInvalid},
+
+        {"BMP, old header",
+         "BM"s + Zeros(12) + Little(12, 4) + Little(300, 2) + Little(200, 2) + Zeros(2) + Little(24, 2),
+         "300x200x24 BMP bmp image/x-portable-bitmap"},
+        {"BMP, negative height as it stands",
+         "BM"s + Zeros(12) + Little(40, 4) + Little(300, 4) + Little(0xFFFFFFFF, 4) + Zeros(2) +
+             Little(32, 2),
+         "300x4294967295x32 BMP bmp image/x-portable-bitmap"},
+        {"BMP, header of 11", "BM"s + Zeros(12) + Little(11, 4) + Zeros(20), kInvalid},
+
+        {"TIFF, turned, four samples", tiff, "200x300x32 alpha TIFF tiff image/tiff"},
+        {"TIFF, little-endian, no entries", "II"s + Little(42, 2) + Little(8, 4) + Little(0, 2),
+         "0x0x0 TIFF tiff image/tiff"},
+        {"TIFF, directory at 7", "II"s + Little(42, 2) + Little(7, 4) + Zeros(9), kInvalid},
+        {"TIFF, directory behind the end", "II"s + Little(42, 2) + Little(99, 4), kInvalid},
+
+        {"ICO, 256 and the deepest", Ico(1, 3, IcoEntry(16, 16, 8) + IcoEntry(0, 0, 32) + IcoEntry(0, 0, 8)),
+         "256x256x32" + icoTail},
+        {"ICO, 100 entries", Ico(1, 100, hundred), "16x16x8" + icoTail},
+        {"ICO, 101 entries", Ico(1, 101, hundred + IcoEntry(16, 16, 8)), kInvalid},
+        {"ICO, none", Ico(1, 0, Zeros(8)), kInvalid},
+        {"ICO, reserved byte", Ico(1, 1, IcoEntry(16, 16, 8, 1)), kInvalid},
+        {"cursor", Ico(2, 1, IcoEntry(16, 16, 8)), kInvalid},
+
+        {"AVIF", iso(ispe + Box("av1C", "x")), "300x200x24 AVIF avif image/avif"},
+        {"the last configuration counts", iso(ispe + Box("av1C", "x") + Box("hvcC", "x")),
+         "300x200x24 HEIC heic image/heic"},
+        {"ISO, data in front", Box("ftyp", "avif") + Box("mdat", "x") + iso(ispe + Box("av1C", "x")),
+         kInvalid},
+        {"ISO, child larger than its parent",
+         Box("ftyp", "avif") + Box("meta", Zeros(4) + Big(99, 4) + "iprp" + Zeros(99)), kInvalid},
+        {"ISO, no configuration", iso(ispe), kInvalid},
+        {"ISO, long box size",
+         Box("ftyp", "avif") + Big(1, 4) + "free" + Big(16, 8) + iso(ispe + Box("hvcC", "")).substr(12),
+         "300x200x24 HEIC heic image/heic"},
+
+        {"JXL, all defaults", jxl, "128x64x24" + jxlTail},
+        {"JXL, explicit sides",
+         Bits().Put(0, 1).Put(0, 2).Put(199, 9).Put(0, 3).Put(1, 2).Put(299, 13).Put(1, 1).Bytes(),
+         "300x200x24" + jxlTail},
+        {"JXL, explicit alpha",
+         JxlWithChannel().Put(0, 1).Put(0, 2).Put(0, 1).Put(0, 2).Put(0, 2).Put(0, 2).Put(0, 1).Bytes(),
+         "64x64x32 alpha" + jxlTail},
+        {"JXL, channel of defaults", JxlWithChannel().Put(1, 1).Bytes(), "64x64x24" + jxlTail},
+        {"JXL, float and turned",
+         JxlSize(7)
+             .Put(0, 1)
+             .Put(1, 1)
+             .Put(5, 3)
+             .Put(0, 3)
+             .Put(1, 1)
+             .Put(1, 2)
+             .Put(0, 4)
+             .Put(0, 1)
+             .Put(0, 2)
+             .Bytes(),
+         "64x128x48" + jxlTail},
+        {"JXL, container", Box("JXL ", "\r\n\x87\n") + Box("ftyp", "jxl ") + Box("jxlc", jxl),
+         "128x64x24" + jxlTail},
+        {"JXL, in parts",
+         Box("JXL ", "\r\n\x87\n") + Box("jxlp", Zeros(4) + jxl.substr(0, 1)) + Box("free", "x") +
+             Box("jxlp", Zeros(4) + jxl.substr(1)),
+         "128x64x24" + jxlTail},
+        {"JXL, open-ended box", Box("JXL ", "\r\n\x87\n") + Big(0, 4) + "jxlc" + jxl, "128x64x24" + jxlTail},
+        {"JXL, part without its number", Box("JXL ", "\r\n\x87\n") + Box("jxlp", "xxx") + jxl, kInvalid},
+        {"JXL, cut off", jxl.substr(0, 3), kInvalid},
+    };
+    for (const auto& c : cases) EXPECT_EQ(Detect(c.file), c.expected) << c.what;
+}
+
+TEST(ImageType, EndsWithASetAborterInsteadOfReadingOn) {
+    Qel::aborter abort;
+    Qel::AborterScope scope;
+    scope.Enter(abort);
+    abort.Set();
+    EXPECT_EQ(Detect("\xFF\xD8\xFF\xE0"), "user abort");
+    EXPECT_EQ(Detect("\xFF\x0A"), "user abort");
+}
+
+// A source that can't go back has no TIFF in it: its directory may lie anywhere.
+TEST(ImageType, NeedsASeekableSourceForTiffOnly) {
+    class Forward final : public ImageSource {
+      public:
+        explicit Forward(std::span<const std::byte> bytes) : memory_(bytes) {}
+        std::size_t read(void* buffer, std::size_t count) override { return memory_.read(buffer, count); }
+        bool seekable() override { return false; }
+        void seek(std::uint64_t) override { FAIL(); }
+
+      private:
+        MemorySource memory_;
+    };
+    const std::string tiff = "II"s + Little(42, 2) + Little(8, 4) + Little(0, 2);
+    Forward tiffSource(std::as_bytes(std::span(tiff)));
+    EXPECT_THROW(DetectImageType(tiffSource), Qel::invalid_input);
+    const std::string png = Png(6, "");
+    Forward pngSource(std::as_bytes(std::span(png)));
+    EXPECT_EQ(DetectImageType(pngSource).width, 300U);
+}
+
+}  // namespace
