@@ -4,6 +4,7 @@
 #include <exception>
 #include <string>
 
+#include "codecs/decoders/ffmpeg/qel-matroska/matroska_tags.h"
 #include "codecs/decoders/ffmpeg/stderr_dump.h"
 #include "codecs/decoders/ffmpeg/stream_header.h"
 #include "codecs/decoders/ffmpeg/tables.h"
@@ -124,18 +125,22 @@ void clDecoder_ffmpeg::SetEventQuit(const char16_t* name) {
 
 bool clDecoder_ffmpeg::WriteIDTags(const char16_t* tagPath, const void* blob, std::int32_t blobSize) {
     const clString file(tagPath);
-    if (TagFamilyOf(file) == TagFamily::Standard) {
-        IDTags tags;
-        tags.Parse(blob, blobSize);
-        return WriteStdTags(file, tags, StdTagFamily::Ape, logs);
+    const TagFamily family = TagFamilyOf(file);
+    if (family == TagFamily::None) {
+        clLog::Error(kTaggingUnsupported, logs, kWriteTagsLabel);
+        return false;
     }
-    clLog::Error(kTaggingUnsupported, logs, kWriteTagsLabel);
-    return false;
+    IDTags tags;
+    tags.Parse(blob, blobSize);
+    if (family == TagFamily::Matroska) return MatroskaTags::Write(tagPath, tags, logs);
+    return WriteStdTags(file, tags, StdTagFamily::Ape, logs);
 }
 
 bool clDecoder_ffmpeg::DeleteATag(const char16_t* tagPath, const char16_t* names) {
     const clString file(tagPath);
-    if (TagFamilyOf(file) == TagFamily::Standard) return DeleteStdTags(file, names, logs);
+    const TagFamily family = TagFamilyOf(file);
+    if (family == TagFamily::Matroska) return MatroskaTags::Delete(tagPath, names, logs);
+    if (family == TagFamily::Standard) return DeleteStdTags(file, names, logs);
     clLog::Error(kTaggingUnsupported, logs, kDeleteTagLabel);
     return false;
 }
@@ -144,8 +149,11 @@ bool clDecoder_ffmpeg::DeleteATag(const char16_t* tagPath, const char16_t* names
 bool clDecoder_ffmpeg::ReadOwnTags(DecoderOpenInfo& info) {
     IDTags tags;
     clString version;
-    if (TagFamilyOf(path) != TagFamily::Standard) return true;
-    if (!ReadStdTags(path, tags, version, logs)) return false;
+    const TagFamily family = TagFamilyOf(path);
+    if (family == TagFamily::None) return true;
+    const bool read = family == TagFamily::Matroska ? MatroskaTags::Read(path.text(), tags, logs)
+                                                    : ReadStdTags(path, tags, version, logs);
+    if (!read) return false;
     if ((info.flags & DECODER_OPEN_TAGS) != 0) HandOutTags(tags, tagBlob, info);
     if ((info.flags & DECODER_OPEN_INFO) != 0 && !version.IsEmpty()) {
         IDTags information;

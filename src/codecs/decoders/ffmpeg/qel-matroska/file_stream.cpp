@@ -1,0 +1,110 @@
+#include "codecs/decoders/ffmpeg/qel-matroska/file_stream.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+
+#include "transport/streams.h"
+
+namespace {
+
+constexpr std::uint64_t kLongestSkipByReading = 256;
+constexpr auto kLargestPosition = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+
+}  // namespace
+
+streamImpl::streamImpl(const char16_t* path) : file_(path != nullptr ? path : u"") {
+    file_.shareMode = clFile::kShareReadWrite;
+}
+
+void streamImpl::GoTo(std::uint64_t position) {
+    if (filePointerKnown_ && filePointer_ == position) return;
+    filePointerKnown_ = file_.Seek(static_cast<std::int64_t>(position), clFile::Where::Start);
+    if (!filePointerKnown_) throw EBML::ParseError();
+    filePointer_ = position;
+}
+
+std::size_t streamImpl::ReadFileAt(std::uint64_t position, void* buffer, std::size_t size) {
+    GoTo(position);
+    bool failed = false;
+    const std::size_t count = file_.Read(buffer, size, &failed);
+    filePointer_ += count;
+    if (failed) {
+        filePointerKnown_ = false;
+        throw EBML::ParseError();
+    }
+    return count;
+}
+
+std::size_t streamImpl::ReadSome(void* buffer, std::size_t size) {
+    const bool inWindow = position_ >= windowBegin_ && position_ - windowBegin_ < windowSize_;
+    std::size_t count = 0;
+    if (!inWindow && size >= kWindowBytes) {
+        count = ReadFileAt(position_, buffer, size);
+    } else {
+        if (!inWindow) {
+            DropWindow();
+            windowSize_ = ReadFileAt(position_, window_.data(), kWindowBytes);
+            windowBegin_ = position_;
+        }
+        const auto offset = static_cast<std::size_t>(position_ - windowBegin_);
+        count = std::min(size, windowSize_ - offset);
+        std::memcpy(buffer, window_.data() + offset, count);
+    }
+    position_ += count;
+    return count;
+}
+
+void streamImpl::Read(void* buffer, std::size_t size) {
+    RequireInRange(size);
+    const std::size_t count = Qel::ReadUntilDone(
+        [this](void* target, std::size_t wanted) { return ReadSome(target, wanted); }, buffer, size);
+    if (count != size) throw EBML::ParseError();
+}
+
+void streamImpl::Skip(std::uint64_t size) {
+    if (size <= kLongestSkipByReading) {
+        std::array<std::byte, kLongestSkipByReading> passed;
+        Read(passed.data(), static_cast<std::size_t>(size));
+        return;
+    }
+    RequireInRange(size);
+    Seek(position_ + size);
+}
+
+void streamImpl::Seek(std::uint64_t position) {
+    if (position > kLargestPosition) throw EBML::ParseError();
+    position_ = position;
+}
+
+void streamImpl::Write(std::span<const std::byte> bytes) {
+    Write(bytes.data(), bytes.size());
+    m_range.end = std::max(m_range.end, Tell());
+}
+
+void streamImpl::Write(const void* data, std::size_t size) {
+    if (size == 0) return;
+    DropWindow();
+    GoTo(position_);
+    if (!file_.Write(data, size, clFile::Where::Here)) {
+        filePointerKnown_ = false;
+        throw EBML::ParseError();
+    }
+    position_ += size;
+    filePointer_ = position_;
+}
+
+void streamImpl::SetSize(std::uint64_t size) {
+    DropWindow();
+    filePointerKnown_ = false;
+    if (size > kLargestPosition || !file_.SetLength(static_cast<std::int64_t>(size))) {
+        throw EBML::ParseError();
+    }
+}
+
+std::uint64_t streamImpl::GetSize() {
+    bool failed = false;
+    const std::int64_t size = file_.Size(&failed);
+    if (failed) throw EBML::ParseError();
+    return static_cast<std::uint64_t>(size);
+}

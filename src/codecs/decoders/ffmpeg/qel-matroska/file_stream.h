@@ -1,0 +1,45 @@
+// A file as an EBML stream.
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "codecs/decoders/ffmpeg/qel-matroska/ebml_stream.h"
+#include "support/clfile.h"
+
+// Small reads are served from a window of the file that is fetched at once, since headers are read byte by
+// byte; writes keep the window true. The position is kept here and reaches the file with the next transfer.
+class streamImpl : public EBML::StreamRW {
+  public:
+    explicit streamImpl(const char16_t* path);  // null is an empty path
+
+    bool Open(std::uint32_t access) { return file_.Open(access); }
+
+    void Read(void* buffer, std::size_t size) override;
+    void Skip(std::uint64_t size) override;
+    std::uint64_t Tell() override { return position_; }
+    void Seek(std::uint64_t position) override;
+    void Write(std::span<const std::byte> bytes) override;
+    void Write(const void* data, std::size_t size) override;
+    void SetSize(std::uint64_t size) override;
+    std::uint64_t GetSize() override;
+
+  protected:
+    // Every byte that is read from the file comes through here. Fewer only at the end of the file.
+    virtual std::size_t ReadFileAt(std::uint64_t position, void* buffer, std::size_t size);
+
+  private:
+    static constexpr std::size_t kWindowBytes = 4096;
+
+    std::size_t ReadSome(void* buffer, std::size_t size);
+    void GoTo(std::uint64_t position);
+    void DropWindow() noexcept { windowSize_ = 0; }
+
+    clFile file_;
+    std::uint64_t position_ = 0;
+    std::uint64_t filePointer_ = 0;
+    bool filePointerKnown_ = false;
+    std::uint64_t windowBegin_ = 0;
+    std::size_t windowSize_ = 0;
+    std::array<std::byte, kWindowBytes> window_;
+};
