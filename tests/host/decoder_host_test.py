@@ -188,7 +188,7 @@ class Tagging(HostTest):
 
     def test_tag_art_untag(self):
         red, blue, green = self.image("red.jpg", "red"), self.image("blue.png", "blue"), self.image("green.jpg", "green")
-        for name, exact in (("song.tta", True),):
+        for name, exact in (("song.tta", True), ("song.mka", False)):
             with self.subTest(name):
                 original = self.audio(name)
                 samples = worker_samples(name)
