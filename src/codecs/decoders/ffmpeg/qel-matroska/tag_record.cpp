@@ -164,9 +164,7 @@ void AddTagRecord(const MyParserTag& tag, TagRecord& record, OverlapGuard& guard
 class MyParserTags : public EBML::Parser {
   public:
     MyParserTags(TagRecord& record, std::uint64_t fileBytes) noexcept
-        : record_(&record),
-          elements_(fileBytes),
-          copies_(2 * fileBytes > fileBytes ? 2 * fileBytes + kCopiesBeyondFile : fileBytes) {}
+        : record_(&record), elements_(fileBytes), copies_(fileBytes + kCopiesBeyondFile) {}
 
   protected:
     void OnBegin(Stream& stream) override { elements_.Take(stream.LeftInRange()); }
