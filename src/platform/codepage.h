@@ -12,8 +12,8 @@ enum class CodePage {
     Utf8 = 65001,
 };
 
-// Invalid UTF-8 becomes U+FFFD, one or more for a broken sequence as the system counts them. NULs are text like
-// any other.
+// Invalid UTF-8 becomes U+FFFD, one or more for a broken sequence as the system counts them. NULs are text
+// like any other.
 std::u16string ToWide(CodePage page, std::string_view bytes);
 
 // What the code page doesn't have becomes the system's substitute, at least a "?"; a lone surrogate becomes

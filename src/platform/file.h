@@ -21,8 +21,8 @@ enum class SeekFrom { Start, Current, End };
 FileHandle OpenExisting(const std::u16string& path, std::uint32_t access, std::uint32_t share) noexcept;
 void CloseFile(FileHandle file) noexcept;
 
-// Bytes moved, up to `count`; fewer with LastError 0 or kErrorHandleEof at the end of the file, else with what
-// went wrong.
+// Bytes moved, up to `count`; fewer with LastError 0 or kErrorHandleEof at the end of the file, else with
+// what went wrong.
 std::size_t ReadSome(FileHandle file, void* buffer, std::size_t count) noexcept;
 std::size_t WriteSome(FileHandle file, const void* buffer, std::size_t count) noexcept;
 

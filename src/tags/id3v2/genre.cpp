@@ -155,7 +155,11 @@ std::string_view genreOfNumber(std::string_view text) {
 }
 
 // A string of a tag below version 2.4 lists genres, with semicolons between them.
+// A piece that can't be understood repeats the one before it, so the names are held to what the text could
+// spell out at the most.
 void addGenreList(std::string_view text, TagValues& values) {
+    constexpr std::size_t kMostGrowth = 18;
+    std::size_t room = kMostGrowth * (text.size() + 1);
     std::string genre;
     for (bool more = true; more;) {
         text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
@@ -166,7 +170,10 @@ void addGenreList(std::string_view text, TagValues& values) {
             piece = piece.substr(0, piece.find_last_not_of(' ') + 1);
             text.remove_prefix(end + 1);
         }
-        if (parseGenreText(piece, genre)) addValue(values, kGenreName, genre);
+        if (!parseGenreText(piece, genre)) continue;
+        if (genre.size() > room) return;
+        room -= genre.size();
+        addValue(values, kGenreName, genre);
     }
 }
 

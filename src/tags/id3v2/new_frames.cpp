@@ -9,6 +9,7 @@
 #include "support/clstring.h"
 #include "tags/id3v2/dates.h"
 #include "tags/id3v2/genre.h"
+#include "tags/id3v2/writer.h"
 
 namespace id3parser {
 
@@ -262,6 +263,8 @@ class FrameMaker {
         } else if (isSlashSplitUserName(name)) {
             writeDescribed(kUserTextFrame, name, joined(values, '/'), settings_);
         } else {
+            // Each value repeats the name; what no tag could hold isn't built first.
+            if (std::uint64_t{name.size()} * values.size() >= kSizeLimit) throw writeError();
             for (const std::string& value : values) writeDescribed(kUserTextFrame, name, value, settings_);
         }
     }

@@ -57,6 +57,7 @@ class TagID3v2 final : public BaseTag {
     void MergeEntry(const IDTag& entry, bool deleteOnly, id3parser::TagValues& values) const;
     std::uint8_t TextEncoding() const noexcept;
 
+    bool PassesEndOfFile() noexcept;
     std::uint64_t RoomOnDisk() noexcept;
     static bool readTagFrom(id3parser::id3tag& tag, clFile& source, std::uint64_t position) noexcept;
 

@@ -175,6 +175,7 @@ bool TagID3v2::Write(const IDTags& tags, bool deleteOnly) noexcept {
 }
 
 bool TagID3v2::WriteTag(const IDTags& tags, bool deleteOnly) {
+    if (PassesEndOfFile()) return false;
     const std::uint64_t oldSize = RoomOnDisk();
     id3tag tag = EmptyTag();
     if (oldSize == 0 || !readTagFrom(tag, file, tagOffset)) {
@@ -191,6 +192,8 @@ bool TagID3v2::WriteTag(const IDTags& tags, bool deleteOnly) {
     if (!deleteOnly) addPictures(tag, tags);
     replaceTableOfContents(tag, tags);
 
+    // An identifier that got lost would be written as zeros, and those end a tag for every reader.
+    tag.frames.remove_if([](const id3frame& frame) { return frame.id == 0; });
     streamOutBuffer rendered;
     if (!tag.frames.empty()) {
         orderPictures(tag);
@@ -240,6 +243,12 @@ std::uint8_t TagID3v2::TextEncoding() const noexcept {
     return kEncodings[encodingChoice];
 }
 
+// Such a tag is damaged; on its word the whole file would be taken for it.
+bool TagID3v2::PassesEndOfFile() noexcept {
+    const std::uint64_t size = tagSizeOnDisk();
+    return size != 0 && tagOffset + size > static_cast<std::uint64_t>(file.Size());
+}
+
 std::uint64_t TagID3v2::RoomOnDisk() noexcept {
     const std::uint64_t size = tagSizeOnDisk();
     return alignment == 2 && size % 2 != 0 ? size + 1 : size;
@@ -247,7 +256,8 @@ std::uint64_t TagID3v2::RoomOnDisk() noexcept {
 
 void TagID3v2::Delete() noexcept {
     const auto oldSize = static_cast<std::int64_t>(RoomOnDisk());
-    if (oldSize != 0) file.ShiftTail(static_cast<std::int64_t>(tagOffset) + oldSize, -oldSize);
+    if (oldSize != 0 && !PassesEndOfFile())
+        file.ShiftTail(static_cast<std::int64_t>(tagOffset) + oldSize, -oldSize);
 }
 
 void TagID3v2::DeleteTag(std::u16string_view name) noexcept {

@@ -14,8 +14,6 @@ namespace id3parser {
 
 namespace {
 
-// Sizes of 28 bits and more have no place in a tag.
-constexpr std::uint64_t kSizeLimit = 0x10000000;
 constexpr std::uint8_t kTagUnsynchronised = 0x80;
 constexpr std::size_t kFrameHeaderBytes = 10;
 constexpr std::uint64_t kMostPadding = 2048;

@@ -9,6 +9,9 @@
 
 namespace id3parser {
 
+// Four bytes of seven bits: what a tag's and a frame's size stay below.
+inline constexpr std::uint64_t kSizeLimit = 0x10000000;
+
 // Makes the tag hold `values`. Frames that already say so, or that have no name here, stay byte for byte
 // behind the new ones. A tag that is neither version 2.3 nor 2.4 becomes 2.3, and of its old frames only
 // pictures, comments and lyrics stay. writeError for an encoding that isn't written.

@@ -33,10 +33,16 @@ class ParserAttachment : public EBML::Parser, public ParsedAttachment {
 // An Attachments element; several can be run one after the other.
 class ParserAttachments : public EBML::Parser {
   public:
+    explicit ParserAttachments(std::uint64_t fileBytes) noexcept : elements_(fileBytes) {}
+
     std::vector<ParsedAttachment> attachments;
 
   protected:
+    void OnBegin(EBML::Stream& stream) override { elements_.Take(stream.LeftInRange()); }
     void OnElement(std::uint32_t id, std::uint64_t size, EBML::Stream& stream) override;
+
+  private:
+    OverlapGuard elements_;
 };
 
 // Appends the pictures, numbered from 1.

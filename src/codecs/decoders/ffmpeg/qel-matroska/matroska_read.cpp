@@ -14,7 +14,7 @@ void ReadInto(IDTags& tags, EBML::StreamRW& stream) {
     Matroska::TagRecord record;
     Matroska::ReadTagRecord(record, root, stream);
     Matroska::TagRecordToIDTags(record, tags);
-    Matroska::ParserAttachments parser;
+    Matroska::ParserAttachments parser(stream.m_range.end);
     root.RunOnEach(Matroska::Id::Attachments, stream, parser);
     Matroska::AttachmentsToIDTags(stream, parser.attachments, tags);
 }

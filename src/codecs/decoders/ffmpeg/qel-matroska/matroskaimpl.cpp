@@ -39,7 +39,9 @@ void ParserSegmentV2::ReadSeekEntries(Stream& stream) {
         ParserSeekEntry entry;
         entry.Run(body);
         if (entry.position >= SegmentDataSize) throw ParseError();
-        ElementTable[entry.id].insert(SegmentDataBegin + entry.position);
+        const std::uint64_t offset = SegmentDataBegin + entry.position;
+        ElementTable[entry.id].insert(offset);
+        if (entry.id == Id::SeekHead) pendingSeekHeads_.insert(offset);
     });
 }
 
@@ -54,17 +56,17 @@ void ParserSegmentV2::FollowSeekHead(EBML::StreamSeekable& stream, std::uint64_t
     VisitedSeekHeads.insert(offset);
 }
 
+// In ascending sweeps: what is added behind the present offset comes in the same sweep, what is added before
+// it in the next one.
 void ParserSegmentV2::FollowSeekHeads(EBML::StreamSeekable& stream) {
-    const auto found = ElementTable.find(Id::SeekHead);
-    if (found == ElementTable.end()) return;
     OverlapGuard guard(SegmentDataSize);
-    // The set grows while it is walked: what is added behind the present offset comes in the same pass, what
-    // is added before it in the next one.
-    const Offsets& offsets = found->second;
-    while (offsets.size() > VisitedSeekHeads.size()) {
-        for (const std::uint64_t offset : offsets) {
-            if (!VisitedSeekHeads.contains(offset)) FollowSeekHead(stream, offset, guard);
-        }
+    std::uint64_t present = 0;
+    while (!pendingSeekHeads_.empty()) {
+        auto next = pendingSeekHeads_.lower_bound(present);
+        if (next == pendingSeekHeads_.end()) next = pendingSeekHeads_.begin();
+        present = *next;
+        pendingSeekHeads_.erase(next);
+        if (!VisitedSeekHeads.contains(present)) FollowSeekHead(stream, present, guard);
     }
 }
 

@@ -61,6 +61,8 @@ class ParserSegmentV2 : public EBML::Parser {
   private:
     void ReadSeekEntries(EBML::Stream& stream);
     void FollowSeekHead(EBML::StreamSeekable& stream, std::uint64_t offset, OverlapGuard& guard);
+
+    Offsets pendingSeekHeads_;  // told of by a Seek entry and not looked at since
 };
 
 // The file: one EBML header and one Segment. Lives for one operation on the file.

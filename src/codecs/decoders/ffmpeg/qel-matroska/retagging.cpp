@@ -26,9 +26,11 @@ Replaced ReplaceLast(ParserRoot& root, EBML::StreamRW& stream, std::span<const s
 }
 
 Replaced ReplaceAt(ParserRoot& root, EBML::StreamRW& stream, std::span<const std::byte> body,
-                   std::uint32_t id, std::uint64_t offset) {
+                   std::uint32_t id, std::uint64_t offset, OverlapGuard& spans) {
     const std::uint64_t segEnd = root.SegmentEnd();
-    if (offset + EBML::MeasureAt(stream, id, offset, segEnd) == segEnd) {
+    const std::uint64_t span = EBML::MeasureAt(stream, id, offset, segEnd);
+    spans.Take(span);
+    if (offset + span == segEnd) {
         return ReplaceLast(root, stream, body, id, offset);
     }
     stream.SeekBounded(root.segment.SegmentDataBegin);
@@ -62,8 +64,9 @@ void TruncateAt(ParserRoot& root, EBML::StreamRW& stream, std::uint64_t offset) 
 
 bool TryReplaceInPlace(ParserRoot& root, EBML::StreamRW& stream, std::span<const std::byte> body,
                        std::uint32_t id) {
+    OverlapGuard spans(root.segment.SegmentDataSize);
     for (const std::uint64_t offset : root.ElemOffsets(id)) {
-        const Replaced replaced = ReplaceAt(root, stream, body, id, offset);
+        const Replaced replaced = ReplaceAt(root, stream, body, id, offset, spans);
         if (replaced == Replaced::Impossible) return false;
         if (replaced == Replaced::No) continue;
         RemoveOtherElements(root, stream, id, offset);

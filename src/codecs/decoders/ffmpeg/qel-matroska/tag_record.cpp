@@ -138,7 +138,7 @@ std::string GenericKey(const std::string& name, std::uint64_t level) {
 void Append(ScopedTagMaps& maps, const Offsets& uids, const std::string& key, const TagValue& value,
             OverlapGuard& guard) {
     for (const std::uint64_t uid : uids) {
-        guard.Take(value.raw.size() + value.value.size());
+        guard.Take(sizeof value + key.size() + value.name.size() + value.value.size() + value.raw.size());
         maps[uid][key].push_back(value);
     }
 }

@@ -31,9 +31,9 @@ Chain ReadChain(const ParserRoot& root, EBML::StreamRW& stream) {
         stream.SeekBounded(offset);
         if (EBML::ReadElementId(stream) != Id::Attachments) throw EBML::ParseError();
         EBML::ScopedRange body(stream, EBML::ReadElementSize(stream));
+        guard.Take(stream.LeftInRange());
         EBML::ForEachChild(stream, [&](std::uint32_t id, std::uint64_t size, EBML::Stream& child) {
             if (id == EBML::Id::Void) return;
-            guard.Take(size);
             chain.push_back({id, EBML::ReadBinary(child, size)});
         });
         body.Restore();
