@@ -63,7 +63,9 @@ inline std::string Shown(const std::vector<kit::Tag>& tags) {
 
 // The frames of a written tag, version 2.3 or 2.4, as "ID=body" with "^" for NUL.
 inline std::vector<std::string> Frames(const std::string& file) {
-    const auto at = [&file](std::size_t index) { return static_cast<unsigned char>(file[index]); };
+    const auto at = [&file](std::size_t index) {
+        return std::size_t{static_cast<unsigned char>(file[index])};
+    };
     const unsigned bits = at(3) == 4 ? 7 : 8;
     std::vector<std::string> frames;
     if (file.substr(0, 3) != "ID3") return frames;

@@ -269,9 +269,9 @@ TEST_F(Id3v2Reading, MeasuresTheTagOnDisk) {
              {Tag(3, "", 0xE0), 10},
              {std::string("ID3\x03\0\0\0\0\x80\0", 10), 0},
              {std::string("ID3\x03\0\0\x7F\x7F\x7F\x7F", 10), 0x1000000A - 1}}) {
-        With<TagID3v2>(bytes, [&](TagID3v2& engine) {
-            EXPECT_EQ(engine.tagSizeOnDisk(), size);
-            EXPECT_EQ(engine.Exists(), size != 0);
+        With<TagID3v2>(bytes, [expected = size](TagID3v2& engine) {
+            EXPECT_EQ(engine.tagSizeOnDisk(), expected);
+            EXPECT_EQ(engine.Exists(), expected != 0);
         });
     }
 }
@@ -283,7 +283,7 @@ TEST(Id3v2Streams, CacheAndFilterKeepTheirPlace) {
     id3parser::streamInMem memory(std::as_bytes(std::span(text)));
     id3parser::streamInCache cache(memory, 16);
     std::byte bytes[32];
-    for (const std::uint64_t step : {1, 9, 3, 8, 20, 0, 7, 31, 40}) {
+    for (const unsigned step : {1U, 9U, 3U, 8U, 20U, 0U, 7U, 31U, 40U}) {
         const std::uint64_t before = cache.tell();
         const std::uint64_t came = cache.read(bytes, std::min<std::uint64_t>(step, sizeof bytes));
         EXPECT_TRUE(came == 0 || std::to_integer<std::uint64_t>(bytes[0]) == before);
