@@ -81,22 +81,19 @@ void CompareReading(const kit::TempFolder& folder, std::size_t pictureBytes, Tag
         names.push_back(path.string());
         wideNames.push_back(Wide(path));
     }
-    std::vector<double> ours;
-    std::vector<double> theirs;
     std::size_t entries = 0;
-    for (int round = 0; round < kRounds; ++round) {
-        const double start = WallSeconds();
-        for (const clString& name : wideNames) entries += ReadByUs(name);
-        const double middle = WallSeconds();
-        for (const std::string& name : names) entries += ReadByTagLib(name);
-        ours.push_back(middle - start);
-        theirs.push_back(WallSeconds() - middle);
-    }
+    const auto [ours, theirs] = RunInTurn(
+        kRounds,
+        [&] {
+            for (const clString& name : wideNames) entries += ReadByUs(name);
+        },
+        [&] {
+            for (const std::string& name : names) entries += ReadByTagLib(name);
+        });
     Require(entries > 0, "nothing was read");
     const double perFile = 1e6 / kFiles;
     table.Add({version == TagLib::ID3v2::v3 ? "2.3" : "2.4", std::to_string(pictureBytes / 1024) + " KiB",
-               Fixed(Median(ours) * perFile, 2), Fixed(Median(theirs) * perFile, 2),
-               Fixed(Median(ours) / Median(theirs), 2)});
+               Fixed(ours * perFile, 2), Fixed(theirs * perFile, 2), Fixed(ours / theirs, 2)});
 }
 
 double WriteSeconds(clFile& file, const char16_t* title) {

@@ -3,10 +3,26 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "system.h"
+
 double Median(std::vector<double> values) {
     std::sort(values.begin(), values.end());
     const std::size_t middle = values.size() / 2;
     return values.size() % 2 == 1 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
+}
+
+Race RunInTurn(int rounds, const std::function<void()>& ours, const std::function<void()>& theirs) {
+    std::vector<double> own;
+    std::vector<double> rival;
+    for (int round = 0; round < rounds; ++round) {
+        const double start = WallSeconds();
+        ours();
+        const double middle = WallSeconds();
+        theirs();
+        own.push_back(middle - start);
+        rival.push_back(WallSeconds() - middle);
+    }
+    return {Median(own), Median(rival)};
 }
 
 std::string Fixed(double value, int decimals) {

@@ -1,11 +1,19 @@
 // Statistics and the table that a benchmark prints.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
 // Of an odd or even number of values; at least one.
 double Median(std::vector<double> values);
+
+// Median seconds of two rivals that run in turn, so that both meet the same disturbances.
+struct Race {
+    double ours;
+    double theirs;
+};
+Race RunInTurn(int rounds, const std::function<void()>& ours, const std::function<void()>& theirs);
 
 // A number with so many digits behind the point.
 std::string Fixed(double value, int decimals);

@@ -77,21 +77,19 @@ void CompareReading(const kit::TempFolder& folder, std::size_t pictureBytes, Tab
         names.push_back(path.string());
         wideNames.push_back(Wide(path));
     }
-    std::vector<double> ours;
-    std::vector<double> theirs;
     std::size_t entries = 0;
-    for (int round = 0; round < kRounds; ++round) {
-        const double start = WallSeconds();
-        for (const clString& name : wideNames) entries += ReadByUs(name);
-        const double middle = WallSeconds();
-        for (const std::string& name : names) entries += ReadByTagLib(name);
-        ours.push_back(middle - start);
-        theirs.push_back(WallSeconds() - middle);
-    }
+    const auto [ours, theirs] = RunInTurn(
+        kRounds,
+        [&] {
+            for (const clString& name : wideNames) entries += ReadByUs(name);
+        },
+        [&] {
+            for (const std::string& name : names) entries += ReadByTagLib(name);
+        });
     Require(entries > 0, "nothing was read");
     const double perFile = 1e6 / kFiles;
-    table.Add({std::to_string(pictureBytes / 1024) + " KiB", Fixed(Median(ours) * perFile, 2),
-               Fixed(Median(theirs) * perFile, 2), Fixed(Median(ours) / Median(theirs), 2)});
+    table.Add({std::to_string(pictureBytes / 1024) + " KiB", Fixed(ours * perFile, 2),
+               Fixed(theirs * perFile, 2), Fixed(ours / theirs, 2)});
 }
 
 double WriteSeconds(const std::filesystem::path& path, std::int64_t bytes) {

@@ -1,5 +1,4 @@
 # GoogleTest from its sources, so that it is compiled like what it tests, for every system and sanitizer.
-set(gtest_disable_pthreads OFF)
 set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
 add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
 
