@@ -229,7 +229,7 @@ class FrameMaker {
         appendBytes(frame, kRatingOwner);
         frame.data.push_back(std::byte{0});
         frame.data.push_back(static_cast<std::byte>(ratingSteps[rating]));
-        frame.data.resize(frame.data.size() + kPlayCounterBytes);
+        frame.data.resize(frame.data.size() + kPlayCounterBytes, std::byte{0});
         return true;
     }
 

@@ -58,11 +58,12 @@ std::uint32_t readSynchsafeSize(streamIn& stream) {
     return readSynchsafe(bytes.data());
 }
 
-void readBody(streamIn& stream, std::vector<std::byte>& body, std::uint32_t size) {
+void readBody(streamIn& stream, FrameBytes& body, std::uint32_t size, std::uint64_t sourceBytes) {
+    const std::uint64_t first = size <= sourceBytes ? size : kBodyPiece;
     while (body.size() < size) {
         const std::size_t have = body.size();
         const std::uint64_t piece =
-            std::min<std::uint64_t>(size - have, std::max<std::uint64_t>(kBodyPiece, have * kBodyGrowth));
+            std::min<std::uint64_t>(size - have, std::max<std::uint64_t>(first, have * kBodyGrowth));
         body.reserve(have + piece);
         body.resize(have + piece);
         stream.readExact(body.data() + have, piece);
@@ -70,7 +71,7 @@ void readBody(streamIn& stream, std::vector<std::byte>& body, std::uint32_t size
 }
 
 // The decoded size isn't known beforehand: asks for more and more until less comes.
-void readUnsynchronisedBody(streamIn& stream, std::vector<std::byte>& body, std::uint32_t size) {
+void readUnsynchronisedBody(streamIn& stream, FrameBytes& body, std::uint32_t size) {
     streamLimited window(stream, size);
     streamFixSync decoded(window);
     std::uint64_t piece = kUnsynchronisedPiece;
@@ -105,11 +106,11 @@ std::string_view mimeOfPictureFormat(std::string_view format) {
 }
 
 // Turns the picture layout of version 2.2, with its format of three letters, into the later one.
-void upgradePictureLayout(std::vector<std::byte>& body) {
+void upgradePictureLayout(FrameBytes& body) {
     constexpr std::size_t kOldHeader = 4;
     if (body.size() < kOldHeader || body[0] > std::byte{1}) throw parseError();
     const std::string_view mime = mimeOfPictureFormat(textOf(std::span(body).subspan(1, 3)));
-    std::vector<std::byte> upgraded;
+    FrameBytes upgraded;
     upgraded.reserve(1 + mime.size() + 1 + body.size() - kOldHeader);
     upgraded.push_back(body[0]);
     for (const char letter : mime) upgraded.push_back(static_cast<std::byte>(letter));
@@ -134,7 +135,7 @@ void parseFramesV22(id3tag& tag, streamIn& stream, parseCallback& callback) {
             stream.skipExact(size);
             continue;
         }
-        readBody(stream, frame.data, size);
+        readBody(stream, frame.data, size, tag.sourceBytes);
         if (frame.id == kPictureFrame) upgradePictureLayout(frame.data);
         tag.frames.push_back(std::move(frame));
     }
@@ -158,7 +159,7 @@ void parseFramesV23(id3tag& tag, streamIn& stream, parseCallback& callback) {
             if (size < kDataLengthBytes) throw parseError();
             stream.skipExact(size);
         } else {
-            readBody(stream, frame.data, size);
+            readBody(stream, frame.data, size, tag.sourceBytes);
             tag.frames.push_back(std::move(frame));
         }
     }
@@ -192,7 +193,7 @@ void parseFramesV24(id3tag& tag, streamIn& stream, parseCallback& callback) {
         if ((frame.formatFlags & kFrameUnsynchronised) != 0) {
             readUnsynchronisedBody(stream, frame.data, size);
         } else {
-            readBody(stream, frame.data, size);
+            readBody(stream, frame.data, size, tag.sourceBytes);
         }
         if ((frame.formatFlags & kFrameCompressed24) == 0) tag.frames.push_back(std::move(frame));
     }

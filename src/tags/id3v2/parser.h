@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "tags/id3v2/frame_bytes.h"
 #include "tags/id3v2/streams.h"
 
 namespace id3parser {
@@ -53,9 +54,9 @@ std::uint32_t readSynchsafe(const std::byte* bytes);
 
 // One frame as stored.
 struct id3frame {
-    std::uint32_t id = 0;         // 0 for an identifier of three letters that has none of four
-    std::vector<std::byte> data;  // the body, all transport encodings undone
-    std::uint32_t version = 0;    // of the tag it was read from; 0 for a frame that was built here
+    std::uint32_t id = 0;       // 0 for an identifier of three letters that has none of four
+    FrameBytes data;            // the body, all transport encodings undone
+    std::uint32_t version = 0;  // of the tag it was read from; 0 for a frame that was built here
     std::uint8_t statusFlags = 0;
     std::uint8_t formatFlags = 0;
 };
@@ -66,8 +67,9 @@ using FrameOverrides = std::map<std::uint32_t, std::string>;
 struct id3tag {
     std::list<id3frame> frames;  // in file order
     FrameOverrides overrides;
-    std::uint32_t version = 0;  // 2, 3 or 4, with which the tag was finally read; 0 while empty
-    bool strict = false;        // how frames are judged that get a meaning
+    std::uint32_t version = 0;      // 2, 3 or 4, with which the tag was finally read; 0 while empty
+    bool strict = false;            // how frames are judged that get a meaning
+    std::uint64_t sourceBytes = 0;  // what the source is known to hold; a body up to it is taken at once
 };
 
 // Chooses frames while they are read; this one wants all.

@@ -163,6 +163,8 @@ bool TagID3v2::readTagFrom(id3tag& tag, clFile& source, std::uint64_t position) 
     try {
         if (!source.IsOpen()) return false;
         source.Seek(static_cast<std::int64_t>(position), clFile::Where::Start);
+        const auto fileBytes = static_cast<std::uint64_t>(source.Size());
+        tag.sourceBytes = fileBytes - std::min(fileBytes, position);
         myStreamIn stream(source, position);
         streamInCache cache(stream, kCacheBytes);
         parseCallback callback;

@@ -87,8 +87,8 @@ bool needsUnsynchronisation(const id3frame& frame) {
            (!data.empty() && data.back() == kSyncByte);
 }
 
-std::vector<std::byte> unsynchronised(const std::vector<std::byte>& data) {
-    std::vector<std::byte> bytes;
+FrameBytes unsynchronised(const FrameBytes& data) {
+    FrameBytes bytes;
     bytes.reserve(data.size() + data.size() / 64 + 1);
     for (std::size_t i = 0; i < data.size(); ++i) {
         bytes.push_back(data[i]);
@@ -108,7 +108,7 @@ bool renderFrameV24(const id3frame& frame, streamOut& out) {
         out.write(frame.data.data(), frame.data.size());
         return false;
     }
-    const std::vector<std::byte> bytes = unsynchronised(frame.data);
+    const FrameBytes bytes = unsynchronised(frame.data);
     writeSynchsafe(out, bytes.size() + sizeof(std::uint32_t));
     writeFrameFlags(out, kFrameUnsynchronised | kFrameDataLength);
     writeSynchsafe(out, frame.data.size());
