@@ -237,6 +237,17 @@ TEST_F(Id3v2Reading, DecodesEveryEncoding) {
                 });
 }
 
+// Each "(;" repeats the genre before it, which would turn kilobytes into gigabytes.
+TEST_F(Id3v2Reading, BoundsWhatAListOfGenresCanCost) {
+    std::string list(1000, 'g');
+    for (int i = 0; i < 50000; ++i) list += ";(";
+    std::size_t bytes = 0;
+    for (const kit::Tag& tag : EngineFile::Read<TagID3v2>(Tag(3, Text(3, "TCON", list))))
+        bytes += tag.value.size();
+    EXPECT_GT(bytes, 1000U);
+    EXPECT_LT(bytes, list.size() * 20);
+}
+
 TEST_F(Id3v2Reading, NumbersPicturesAndSkipsBrokenOnes) {
     const auto picture = [](const std::string& body) { return Frame(3, "APIC", Nul(body)); };
     CheckFrames(

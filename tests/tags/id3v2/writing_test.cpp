@@ -248,6 +248,13 @@ TEST_F(Id3v2Writing, PadsToTheOldSizeWhenAllowed) {
     EXPECT_NO_THROW(writeSynchsafe(out, 0xFFFFFFF));
 }
 
+// Written as four zeros, such an identifier would hide every frame behind it.
+TEST_F(Id3v2Writing, DropsAFrameWhoseIdentifierGotLost) {
+    const Lines after =
+        After(3, Frame(3, Nul("XYZ^"), "lost") + Frame(3, "PRIV", "kept"), {Entry("Title=T")});
+    EXPECT_EQ(after, (Lines{"TIT2=^T^", "PRIV=kept"}));
+}
+
 TEST_F(Id3v2Writing, LeavesTheFileAloneWhenAFrameIsTooLarge) {
     const std::string file = Tag(3, Text(3, "TIT2", "T")) + "audio";
     EXPECT_EQ(file, With<TagID3v2>(file, [](TagID3v2& engine) {
