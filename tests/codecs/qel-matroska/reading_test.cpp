@@ -131,15 +131,20 @@ TEST(MatroskaReading, RefusesWhatIsNoMatroskaFile) {
 
 // Elements made to lie over one another would multiply a small file into gigabytes.
 TEST(MatroskaReading, RefusesElementsThatOverlap) {
-    const std::string data(100000, 'x');
-    const std::string inner = Element(kTags, Tag(30, SimpleTag("A", data)));
-    std::string shells, seeks;
     constexpr std::size_t kShells = 64;
-    const std::size_t head = Element(kSeekHead, std::string(kShells * Seek(kTags, 0).size(), ' ')).size();
-    std::string nested = inner;
-    for (std::size_t i = 0; i < kShells; ++i) nested = Element(kTags, nested, 8);
-    for (std::size_t i = 0; i < kShells; ++i) seeks += Seek(kTags, head + 12 * i);
-    EXPECT_EQ(Read(File(Element(kSeekHead, seeks) + nested)), "failed");
+    const std::string data(100000, 'x');
+    const std::pair<std::uint32_t, std::string> cases[] = {
+        {kTags, Tag(30, SimpleTag("A", data))}, {kAttachments, AttachedFile("f", "font/ttf", data)}};
+    for (const auto& [id, body] : cases) {
+        const std::size_t head = Element(kSeekHead, std::string(kShells * Seek(id, 0).size(), ' ')).size();
+        std::string nested = Element(id, body);
+        std::string seeks;
+        for (std::size_t i = 0; i < kShells; ++i) {
+            nested = Element(id, nested, 8);
+            seeks += Seek(id, head + 12 * i);
+        }
+        EXPECT_EQ(Read(File(Element(kSeekHead, seeks) + nested)), "failed") << id;
+    }
 }
 
 }  // namespace
