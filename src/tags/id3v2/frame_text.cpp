@@ -44,34 +44,33 @@ void startBody(id3frame& frame, unsigned encoding) {
     if (textHeaderBytes(frame.id) > 1) appendBytes(frame, kLanguage);
 }
 
+// False for an encoding that isn't written.
+bool appendEncoded(id3frame& frame, std::string_view text, unsigned encoding) {
+    switch (encoding) {
+        case kEncodingAnsi:
+            appendAnsi(frame, text);
+            return true;
+        case kEncodingUtf16:
+            appendUnits(frame, text);
+            return true;
+        case kEncodingUtf8:
+            appendUtf8(frame, text);
+            return true;
+        default:
+            return false;
+    }
+}
+
 }  // namespace
 
 void setFrameText(id3frame& frame, std::string_view text, const WriteSettings& settings) {
     startBody(frame, settings.encoding);
-    switch (settings.encoding) {
-        case kEncodingAnsi:
-            return appendAnsi(frame, text);
-        case kEncodingUtf16:
-            return appendUnits(frame, text);
-        case kEncodingUtf8:
-            return appendUtf8(frame, text);
-        default:
-            throw writeError();
-    }
+    if (!appendEncoded(frame, text, settings.encoding)) throw writeError();
 }
 
 void appendFrameText(id3frame& frame, std::string_view text) {
     if (frame.data.empty()) throw parseError();
-    switch (std::to_integer<unsigned>(frame.data.front())) {
-        case kEncodingAnsi:
-            return appendAnsi(frame, text);
-        case kEncodingUtf16:
-            return appendUnits(frame, text);
-        case kEncodingUtf8:
-            return appendUtf8(frame, text);
-        default:
-            throw parseError();
-    }
+    if (!appendEncoded(frame, text, std::to_integer<unsigned>(frame.data.front()))) throw parseError();
 }
 
 void setFrameAnsi(id3frame& frame, std::string_view text) {
