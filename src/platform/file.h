@@ -35,6 +35,13 @@ std::int64_t FileSize(FileHandle file) noexcept;
 // Cuts or extends the file at its present position.
 bool EndFileHere(FileHandle file) noexcept;
 
+enum class RoomResult { Taken, Refused, Unknown };
+
+// Has the file system give all the blocks from byte `from` to byte `to`, the file's new end. Refused with
+// LastError when it has none left or the user's limits forbid it; the file may then be longer than it was.
+// Unknown where the file system can't be asked: only written bytes take room there.
+RoomResult TakeRoom(FileHandle file, std::int64_t from, std::int64_t to) noexcept;
+
 // The path in the form that lifts the system's limit on its length, where there is such a limit.
 std::u16string WithoutLengthLimit(const std::u16string& path);
 

@@ -76,6 +76,20 @@ bool clFile::SetLength(std::int64_t length) noexcept {
     return true;
 }
 
+bool clFile::TakeRoom(std::int64_t length) noexcept {
+    bool failed = false;
+    const std::int64_t size = Size(&failed);
+    if (failed) return false;
+    if (length <= size) return true;
+    const platform::RoomResult asked = platform::TakeRoom(handle, size, length);
+    if (asked == platform::RoomResult::Taken) return true;
+    if (asked == platform::RoomResult::Unknown && SetLength(length)) return true;
+    const std::uint32_t why = platform::LastError();
+    SetLength(size);
+    platform::SetLastError(why);
+    return false;
+}
+
 bool clFile::MovePiece(std::int64_t from, std::int64_t to, void* block, std::size_t count) noexcept {
     return Seek(from, Where::Start) && Read(block, count) == count && Seek(to, Where::Start) &&
            Write(block, count, Where::Here);

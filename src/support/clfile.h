@@ -40,6 +40,11 @@ class clFile {
     // Cuts the file, or extends it with zeros.
     bool SetLength(std::int64_t length) noexcept;
 
+    // Lengthens the file to `length` with blocks that the file system has really given, so that what is
+    // written into them later can't fail for want of room. On failure the file has its old length. A shorter
+    // length changes nothing.
+    bool TakeRoom(std::int64_t length) noexcept;
+
     // Moves all bytes from `position` to the end by `delta`, and the end with them. After a positive delta
     // the bytes at `position` are the old ones still, for the caller to overwrite. The length changes even
     // after a failure.

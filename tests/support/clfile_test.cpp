@@ -65,6 +65,18 @@ TEST_F(FileTest, SetLengthWritesZerosBeyondOneBlock) {
     EXPECT_EQ(Bytes(), "ab");
 }
 
+TEST_F(FileTest, TakesRoomBehindTheEndOrLeavesTheLength) {
+    Write("abc");
+    clFile file(Path());
+    ASSERT_TRUE(file.Open(clFile::kRead | clFile::kWrite));
+    ASSERT_TRUE(file.TakeRoom(70000));
+    EXPECT_EQ(Bytes(), "abc" + std::string(70000 - 3, '\0'));
+    ASSERT_TRUE(file.TakeRoom(5));
+    EXPECT_EQ(std::filesystem::file_size(path_), 70000U);
+    EXPECT_FALSE(file.TakeRoom(std::int64_t{1} << 62)) << "no file system is that large";
+    EXPECT_EQ(std::filesystem::file_size(path_), 70000U);
+}
+
 TEST_F(FileTest, TellsEndFromFailure) {
     Write("abc");
     clFile file(Path());

@@ -1,6 +1,7 @@
 #include "platform/posix/descriptor.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -40,29 +41,39 @@ int PollWithin(std::span<pollfd> entries, Milliseconds limit) noexcept {
     }
 }
 
-SigpipeGuard::SigpipeGuard() noexcept {
+SignalGuard::SignalGuard(int signal, bool armed) noexcept : signal_(signal) {
+    if (!armed) return;
     sigset_t pending;
-    sigset_t sigpipe;
-    sigemptyset(&sigpipe);
-    sigaddset(&sigpipe, SIGPIPE);
-    wasPending_ = sigpending(&pending) == 0 && sigismember(&pending, SIGPIPE) == 1;
-    blocked_ = pthread_sigmask(SIG_BLOCK, &sigpipe, &before_) == 0;
+    sigset_t guarded;
+    sigemptyset(&guarded);
+    sigaddset(&guarded, signal_);
+    wasPending_ = sigpending(&pending) == 0 && sigismember(&pending, signal_) == 1;
+    blocked_ = pthread_sigmask(SIG_BLOCK, &guarded, &before_) == 0;
 }
 
-SigpipeGuard::~SigpipeGuard() {
+SignalGuard::~SignalGuard() {
     if (!blocked_) return;
     const int code = errno;
     if (!wasPending_) {
-        // A SIGPIPE of our own write is pending for this thread alone: take it before the mask goes back.
-        sigset_t sigpipe;
-        sigemptyset(&sigpipe);
-        sigaddset(&sigpipe, SIGPIPE);
+        // The signal of our own write is pending for this thread alone: take it before the mask goes back.
+        sigset_t guarded;
+        sigemptyset(&guarded);
+        sigaddset(&guarded, signal_);
         const timespec now{};
-        while (sigtimedwait(&sigpipe, nullptr, &now) < 0 && errno == EINTR) {
+        while (sigtimedwait(&guarded, nullptr, &now) < 0 && errno == EINTR) {
         }
     }
     pthread_sigmask(SIG_SETMASK, &before_, nullptr);
     errno = code;
 }
+
+namespace {
+bool IsFileSizeLimited() noexcept {
+    rlimit limit{};
+    return getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY;
+}
+}  // namespace
+
+SizeLimitGuard::SizeLimitGuard() noexcept : SignalGuard(SIGXFSZ, IsFileSizeLimited()) {}
 
 }  // namespace platform::posix

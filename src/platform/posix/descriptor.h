@@ -21,18 +21,32 @@ void Close(int descriptor) noexcept;
 // poll with a limit in milliseconds that interruptions don't stretch. As poll: 0 on time-out, -1 on failure.
 int PollWithin(std::span<pollfd> entries, Milliseconds limit) noexcept;
 
-// Keeps SIGPIPE of one write from reaching the host, whatever it does with that signal.
-class SigpipeGuard {
+// Keeps a signal that a write of this thread raises from reaching the host, whatever it does with that
+// signal.
+class SignalGuard {
   public:
-    SigpipeGuard() noexcept;
-    ~SigpipeGuard();
-    SigpipeGuard(const SigpipeGuard&) = delete;
-    SigpipeGuard& operator=(const SigpipeGuard&) = delete;
+    explicit SignalGuard(int signal, bool armed = true) noexcept;
+    ~SignalGuard();
+    SignalGuard(const SignalGuard&) = delete;
+    SignalGuard& operator=(const SignalGuard&) = delete;
 
   private:
+    int signal_;
     sigset_t before_;
     bool wasPending_ = false;
     bool blocked_ = false;
+};
+
+// A reader that went is an error of the write, no end of the host.
+class SigpipeGuard : public SignalGuard {
+  public:
+    SigpipeGuard() noexcept : SignalGuard(SIGPIPE) {}
+};
+
+// So is a file that the user's limit on sizes keeps from growing.
+class SizeLimitGuard : public SignalGuard {
+  public:
+    SizeLimitGuard() noexcept;
 };
 
 }  // namespace platform::posix

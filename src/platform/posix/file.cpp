@@ -92,6 +92,7 @@ std::size_t ReadSome(FileHandle file, void* buffer, std::size_t count) noexcept 
 }
 
 std::size_t WriteSome(FileHandle file, const void* buffer, std::size_t count) noexcept {
+    const posix::SizeLimitGuard guard;
     return Move(count, [&](std::size_t offset, std::size_t bytes) {
         return write(Descriptor(file), static_cast<const char*>(buffer) + offset, bytes);
     });
@@ -126,6 +127,18 @@ bool EndFileHere(FileHandle file) noexcept {
     } while (result != 0 && errno == EINTR);
     if (result != 0) posix::KeepErrno();
     return result == 0;
+}
+
+RoomResult TakeRoom(FileHandle file, std::int64_t from, std::int64_t to) noexcept {
+    const posix::SizeLimitGuard guard;
+    int result = 0;
+    do {
+        result = fallocate(Descriptor(file), 0, from, to - from);
+    } while (result != 0 && errno == EINTR);
+    if (result == 0) return RoomResult::Taken;
+    if (errno == EOPNOTSUPP || errno == ENOSYS || errno == ENODEV) return RoomResult::Unknown;
+    posix::KeepErrno();
+    return RoomResult::Refused;
 }
 
 std::u16string WithoutLengthLimit(const std::u16string& path) {

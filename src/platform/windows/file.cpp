@@ -96,6 +96,12 @@ bool EndFileHere(FileHandle file) noexcept {
     return SetEndOfFile(Native(file)) != 0;
 }
 
+RoomResult TakeRoom(FileHandle file, std::int64_t, std::int64_t to) noexcept {
+    // Setting the end gives the clusters, sparse and compressed files excepted.
+    const bool taken = Seek(file, to, SeekFrom::Start) >= 0 && EndFileHere(file);
+    return taken ? RoomResult::Taken : RoomResult::Refused;
+}
+
 std::u16string WithoutLengthLimit(const std::u16string& path) {
     if (path.size() < kLengthLimit || path.starts_with(u"\\\\")) return path;
     return std::u16string(kNoLimit) + path;
