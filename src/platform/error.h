@@ -25,6 +25,7 @@ inline constexpr std::uint32_t kErrorDirectoryNotEmpty = 145;
 inline constexpr std::uint32_t kErrorAlreadyExists = 183;
 inline constexpr std::uint32_t kErrorBadExeFormat = 193;
 inline constexpr std::uint32_t kErrorFilenameTooLong = 206;
+inline constexpr std::uint32_t kErrorNoUnicodeTranslation = 1113;
 
 // Last failure of the calling thread. Only failing calls set it, unless their header says otherwise.
 std::uint32_t LastError() noexcept;

@@ -29,7 +29,8 @@ struct ProcessStart {
 };
 
 // Starts the program hidden, with this process's environment and nothing of ours inherited but the channels.
-// None on failure, with LastError. Throws std::bad_alloc only.
+// None on failure, with LastError: kErrorNoUnicodeTranslation, before anything was started, for a text that
+// would reach the system as another program or as other arguments. Throws std::bad_alloc only.
 ProcessHandle StartProcess(const ProcessStart& start);
 
 // True when the process has ended within the limit.

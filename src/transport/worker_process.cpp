@@ -90,6 +90,10 @@ void WorkerProcess::Launch() {
     const std::uint32_t code = platform::LastError();
     if (code == platform::kErrorFileNotFound || code == platform::kErrorPathNotFound)
         throw Qel::file_not_found();
+    if (code == platform::kErrorNoUnicodeTranslation)
+        throw std::runtime_error(
+            "a character in the path, or in that of the worker's folder, would change the worker's command "
+            "line");
     throw std::runtime_error("could not start the worker process");
 }
 

@@ -29,7 +29,8 @@ class WorkerProcess {
     ~WorkerProcess();
 
     // Stops what runs and starts the command. Raises file_not_found for a program that isn't there and
-    // std::runtime_error for any other failure; nothing is left open then.
+    // std::runtime_error for any other failure, a text that the system would take for a program or for
+    // arguments that nobody meant among them; nothing is left open then.
     void Start(const WorkerCommand& workerCommand);
 
     // Closes the pipes, which tells a worker that still writes to end, and terminates one that hasn't ended

@@ -4,6 +4,9 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <vector>
+
+#include "transport/worker_process.h"
 
 namespace kit {
 
@@ -25,8 +28,8 @@ class Library {
 std::uint64_t OpenLog(const std::filesystem::path& path);
 void CloseLog(std::uint64_t log);
 
-// The argument in the form in which it arrives as it is: what starts a worker escapes no quotation marks.
-std::string Escaped(const std::string& argument);
+// Arguments that arrive as they are, those with a quotation mark among them, which a worker is never given.
+void SetArguments(WorkerCommand& command, const std::vector<std::string>& arguments);
 
 // Descriptors or handles that this process has open, and its threads.
 int OpenHandles();

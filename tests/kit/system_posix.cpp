@@ -40,8 +40,8 @@ void CloseLog(std::uint64_t log) {
     close(static_cast<int>(log));
 }
 
-std::string Escaped(const std::string& argument) {
-    return argument;
+void SetArguments(WorkerCommand& command, const std::vector<std::string>& arguments) {
+    command.args = arguments;
 }
 
 int OpenHandles() {

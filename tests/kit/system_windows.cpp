@@ -41,10 +41,21 @@ void CloseLog(std::uint64_t log) {
     CloseHandle(reinterpret_cast<HANDLE>(log));
 }
 
-std::string Escaped(const std::string& argument) {
-    std::string escaped;
-    for (const char byte : argument) escaped += byte == '"' ? std::string("\\\"") : std::string(1, byte);
-    return escaped;
+void SetArguments(WorkerCommand& command, const std::vector<std::string>& arguments) {
+    std::string& line = command.rawCommandLine;
+    for (const std::string& argument : arguments) {
+        if (!line.empty()) line += ' ';
+        line += '"';
+        std::size_t backslashes = 0;
+        for (const char byte : argument + '"') {
+            // In front of a quotation mark, a backslash escapes what follows it.
+            if (byte == '"') line.append(backslashes, '\\');
+            backslashes = byte == '\\' ? backslashes + 1 : 0;
+            if (byte == '"') line += '\\';
+            line += byte;
+        }
+        line.erase(line.size() - 2, 1);  // the last quotation mark ends the argument
+    }
 }
 
 int OpenHandles() {

@@ -17,8 +17,8 @@ std::string Utf8(const std::filesystem::path& path) {
 std::string Run(const std::filesystem::path& program, std::vector<std::string> arguments) {
     WorkerCommand command;
     command.exe = Utf8(program);
-    command.args.push_back(Utf8(program.filename()));
-    for (const std::string& argument : arguments) command.args.push_back(Escaped(argument));
+    arguments.insert(arguments.begin(), Utf8(program.filename()));
+    SetArguments(command, arguments);
     command.stdoutMode = platform::ChannelMode::Pipe;
     WorkerProcess process;
     process.Start(command);

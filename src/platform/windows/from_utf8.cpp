@@ -45,4 +45,11 @@ std::u16string FromUtf8(std::string_view bytes) {
     return text;
 }
 
+bool BecomesAscii(std::string_view bytes) noexcept {
+    for (std::uint32_t point = 0; TakeCharacter(bytes, point);) {
+        if (point > 0xFFFF && (point & 0xFFFFU) < 0x80) return true;
+    }
+    return false;
+}
+
 }  // namespace platform::windows

@@ -11,4 +11,8 @@ namespace platform::windows {
 // begins with 0xC0 or 0xC1. Sequences of up to 6 bytes are read.
 std::u16string FromUtf8(std::string_view bytes);
 
+// Whether FromUtf8 makes a character of ASCII out of one above U+FFFF: U+10022 becomes a quotation mark,
+// U+1005C a backslash.
+bool BecomesAscii(std::string_view bytes) noexcept;
+
 }  // namespace platform::windows

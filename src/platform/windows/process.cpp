@@ -30,6 +30,22 @@ std::string JoinArguments(const std::vector<std::string>& arguments) {
     return line;
 }
 
+// Nothing escapes these in a command line: behind them would stand what the text's author wants to be an
+// argument.
+bool EndsItsArgument(const std::string& argument) noexcept {
+    return argument.find_first_of("\"\t") != std::string::npos;
+}
+
+// False when the child would get another program, folder or list of arguments than was meant.
+bool ArrivesAsMeant(const ProcessStart& start) noexcept {
+    using windows::BecomesAscii;
+    if (BecomesAscii(start.exe) || BecomesAscii(start.workingDirectory)) return false;
+    if (!start.rawCommandLine.empty()) return !BecomesAscii(start.rawCommandLine);
+    return std::none_of(start.args.begin(), start.args.end(), [](const std::string& argument) {
+        return EndsItsArgument(argument) || BecomesAscii(argument);
+    });
+}
+
 HANDLE ChildHandle(const ChildChannel& channel, DWORD standard) noexcept {
     if (channel.mode == ChannelMode::Inherit) return GetStdHandle(standard);
     return channel.mode == ChannelMode::Pipe ? Native(channel.end) : INVALID_HANDLE_VALUE;
@@ -92,6 +108,10 @@ class AttributeList {
 }  // namespace
 
 ProcessHandle StartProcess(const ProcessStart& start) {
+    if (!ArrivesAsMeant(start)) {
+        ::SetLastError(ERROR_NO_UNICODE_TRANSLATION);
+        return ProcessHandle::None;
+    }
     STARTUPINFOEXW info{};
     info.StartupInfo.cb = sizeof info;
     info.StartupInfo.dwFlags = STARTF_USESTDHANDLES | STARTF_USESHOWWINDOW | STARTF_FORCEOFFFEEDBACK;
