@@ -22,6 +22,12 @@
 #include <stddef.h>
 #include <stdint.h>
 
+/* The version of the plug-in that this header belongs to. The plug-in that was loaded tells its own with
+ * "Version". */
+#define DECODER_PLUGIN_VERSION_MAJOR 0
+#define DECODER_PLUGIN_VERSION_MINOR 2
+#define DECODER_PLUGIN_VERSION_PATCH 0
+
 #ifdef __cplusplus
 extern "C" {
 typedef char16_t DecoderChar;
@@ -39,7 +45,7 @@ typedef struct Decoder Decoder;
 #define DECODER_OPEN_TAGS 0x08u             /* the host wants the tag blob */
 #define DECODER_OPEN_INFO 0x10u             /* the host wants the information blob */
 
-/* Keys of Get, compared exactly and with case. */
+/* Keys of Get, compared exactly and with case. There are more under "Beyond the base contract". */
 #define DECODER_GET_DECODES u"Decodes"
 #define DECODER_GET_STREAMING_DECODES u"StreamingDecodes"
 #define DECODER_GET_DESCRIPTION u"Decoder Description"
@@ -94,7 +100,8 @@ typedef struct DecoderFormat {
     uint8_t reserved[12];
 } DecoderFormat;
 
-/* The record of Open. Both blobs live until the next Open of the same decoder or its Destroy. */
+/* The record of Open. Both blobs live until the next Open of the same decoder or its Destroy. tags, tagsSize,
+ * info and infoSize are null and 0 when the blob wasn't asked for and after an Open that failed. */
 typedef struct DecoderOpenInfo {
     const DecoderChar* path; /* path or URL (in) */
     uint32_t flags;          /* DECODER_OPEN_* (in) */
@@ -193,7 +200,8 @@ typedef int64_t (*DecoderGetFunction)(Decoder* decoder, const DecoderChar* key, 
  *               name of a manual-reset event; on Linux that of a FIFO: a name that begins with "/" is
  *               its path, any other lies in /dev/shm; it is set while it holds a byte. It is created
  *               when absent, and whoever made it removes it. A null text changes nothing and gives 1.
- *   "IDTags"    in text = path, data = tag blob, value = its bytes: writes the file's tags. */
+ *   "IDTags"    in text = path, data = tag blob, value = its bytes: writes the file's tags.
+ * 0 for an unknown key. */
 typedef int64_t (*DecoderSetFunction)(Decoder* decoder, const DecoderChar* key, DecoderParam* param);
 
 /* Open: starts a worker on path and reads the format; blocks until the worker delivered the stream's
@@ -217,6 +225,86 @@ typedef int64_t (*DecoderSetPositionFunction)(Decoder* decoder, int64_t position
  * strings that an empty string ends; null deletes all tags. */
 typedef int64_t (*DecoderDeleteATagFunction)(Decoder* decoder, const DecoderChar* path,
                                              const DecoderChar* names);
+
+/*
+ * Beyond the base contract
+ *
+ * Keys for what a host may want besides. A host asks once with Get "Version"; where that gives 0, it goes
+ * without them. A host that uses none of them meets the base contract alone, to the byte of every log line
+ * and of the worker's command line.
+ *
+ * All of them belong to one decoder and follow its rule for threads. A text that one of these Gets hands out
+ * lives until the next Get of the same key or the next call of another function than Get on this decoder
+ * (that of "Version" as long as the library is loaded).
+ */
+
+/* Get "Version": out text = the plug-in's version as "MAJOR.MINOR.PATCH", value = the number of the extension
+ * set that it has, from 1. A later set has all that an earlier one had. */
+#define DECODER_GET_VERSION u"Version"
+#define DECODER_EXTENSION_SET 1 /* the set that this header describes */
+
+/* Set "SampleFormat", in text = one of the words below: the format of the samples from the next Open on,
+ * through its seeks too, until it is set again. 0 for any other word, with nothing changed. A run that goes
+ * on keeps the format that it was opened with. */
+#define DECODER_SET_SAMPLE_FORMAT u"SampleFormat"
+#define DECODER_SAMPLES_DEFAULT u"default" /* at first: as the base contract has it, which is 16 bit */
+#define DECODER_SAMPLES_S16 u"s16"         /* signed integers, little-endian, of 16, 24 or 32 bits */
+#define DECODER_SAMPLES_S24 u"s24"
+#define DECODER_SAMPLES_S32 u"s32"
+#define DECODER_SAMPLES_F32 u"f32" /* IEEE floating point, little-endian, full scale 1.0 */
+#define DECODER_SAMPLES_F64 u"f64"
+/* As deep as the source: s16 up to 16 bits, s24 up to 24, s32 up to 32, f32 for float, f64 for what is deeper
+ * still, and f32 for lossy codecs that decode to float. A source that isn't of 16 bits costs a second start
+ * of the worker in Open. Without a word on the source's depth as "default". */
+#define DECODER_SAMPLES_SOURCE u"source"
+
+/* Set "AudioStream", in value = which of the file's audio streams the next Open takes, from 0 in the order of
+ * the file; -1, as at first, leaves the choice to the worker. Holds until it is set again. 0 for a number
+ * below -1, with nothing changed. Open fails when there is no such stream, with a message that says how many
+ * there are. */
+#define DECODER_SET_AUDIO_STREAM u"AudioStream"
+
+/* Get "LastFailure", about the last Open, SetPosition, DecodeBlock, Set or DeleteATag of this decoder: out
+ * text = why it gave 0, in words for the user without a full path to the code, null when it gave 1 (and
+ * before the first such call); value = a DecoderFailure. Get and Close don't change it. */
+#define DECODER_GET_LAST_FAILURE u"LastFailure"
+
+/* Get "WorkerExit", after the last block or a failed Open: out value = the worker's exit code, on Linux the
+ * negative number of the signal that ended it. Once the stream is at its end it waits for the worker, at most
+ * the 2 seconds that Close would, and no longer than until the quit event is set. 0 as result, the record
+ * being as it was, while the worker runs, when its code can't be known (a host on Linux that ignores SIGCHLD
+ * or reaps all children itself), after Close and before the first Open. */
+#define DECODER_GET_WORKER_EXIT u"WorkerExit"
+
+/* Get "WorkerMessages": out text = the last 4 KiB (as UTF-8) of what the worker of this run wrote on its
+ * error channel behind its dump of the input, in whole lines, each with a U+000A; without progress reports.
+ * Empty when it said nothing. Once the stream is at its end it waits like "WorkerExit" for the last words. 0
+ * as result after Close and before the first Open. Wording and language are the worker's. */
+#define DECODER_GET_WORKER_MESSAGES u"WorkerMessages"
+
+/* Why a call failed. The numbers are stable, later versions may add some: take an unknown one like OTHER. */
+typedef enum DecoderFailure {
+    DECODER_FAILURE_NONE = 0,
+    DECODER_FAILURE_OTHER = 1,
+    DECODER_FAILURE_INVALID_ARGUMENT = 2, /* null or empty where something is needed, a number out of range */
+    DECODER_FAILURE_NOT_SUPPORTED = 3, /* an unknown key or word, external packets, no tags of this format */
+    DECODER_FAILURE_NOT_OPEN = 4,      /* DecodeBlock without a worker */
+    DECODER_FAILURE_ABORTED = 5,       /* the quit event is set */
+    DECODER_FAILURE_OUT_OF_MEMORY = 6,
+    DECODER_FAILURE_NO_RESOURCES = 7,    /* no thread, event or pipe to be had */
+    DECODER_FAILURE_QUIT_EVENT = 8,      /* Set "EventQuit": no event of that name can be opened */
+    DECODER_FAILURE_WORKER_MISSING = 16, /* there is no program where the worker should be */
+    DECODER_FAILURE_WORKER_NOT_STARTED = 17,
+    DECODER_FAILURE_FILE_NOT_FOUND = 32,
+    DECODER_FAILURE_NO_ACCESS = 33,        /* not allowed, in use, a folder */
+    DECODER_FAILURE_NOT_OPENED = 34,       /* the file can't be opened for another reason */
+    DECODER_FAILURE_NOT_DECODABLE = 35,    /* the worker made no audio of it; "WorkerMessages" may tell why */
+    DECODER_FAILURE_NO_SUCH_STREAM = 36,   /* the one of "AudioStream" isn't there */
+    DECODER_FAILURE_READ_FAILED = 37,      /* reading from the worker broke off */
+    DECODER_FAILURE_TAG_UNREADABLE = 48,   /* Open with tags or information: the file's own tags */
+    DECODER_FAILURE_TAG_NOT_WRITABLE = 49, /* a tag job: the tag can't be changed */
+    DECODER_FAILURE_DISK_FULL = 50         /* a tag job: no room, or more than the user may have */
+} DecoderFailure;
 
 #ifdef __cplusplus
 }

@@ -99,7 +99,7 @@ bool clDecoder_ffmpeg::Get(std::u16string_view key, DecoderParam& param) {
         param.value = TagFamilyOf(param.text) != TagFamily::None ? 1 : 0;
         return true;
     }
-    return false;
+    return GetExtension(key, param);
 }
 
 bool clDecoder_ffmpeg::Set(std::u16string_view key, DecoderParam& param) {

@@ -35,6 +35,7 @@ class clDecoder_ffmpeg {
     const clLogHandles& Logs() const noexcept { return logs; }
 
   private:
+    bool GetExtension(std::u16string_view key, DecoderParam& param);
     void SetEventQuit(const char16_t* name);
     bool WriteIDTags(const char16_t* tagPath, const void* blob, std::int32_t blobSize);
     bool ReadOwnTags(DecoderOpenInfo& info);
