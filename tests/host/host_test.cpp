@@ -5,12 +5,14 @@
 #include <cstring>
 #include <string>
 
-#include "blob.h"
-#include "pictures.h"
-#include "progress.h"
-#include "session.h"
-#include "text.h"
-#include "wav_writer.h"
+#include "decoder_plugin.hpp"
+#include "host/files/wav_header.h"
+#include "host/session/log_messages.h"
+#include "host/tags/entry.h"
+#include "host/tags/pictures.h"
+#include "host/terminal/progress.h"
+#include "host/text/failure.h"
+#include "host/text/text.h"
 
 namespace host {
 namespace {
@@ -81,26 +83,30 @@ TEST(WavHeader, CarriesTheExtensibleRecordOver) {
 }
 
 TEST(Blob, GivesBackWhatItWasBuiltFromAndRefusesDamage) {
+    using decoder_plugin::Blob;
     const Entries entries = {{"Artist", "A\rB\xC3\xA9\xF0\x9F\x98\x80", {}},
                              {"_albumart_1_Media", "", {std::byte{1}, std::byte{0}, std::byte{3}}},
                              {"", "", {}}};
-    const std::vector<std::byte> blob = BuildBlob(entries);
-    const Entries parsed = ParseBlob(blob.data(), blob.size());
+    const decoder_plugin::BlobBuilder builder = BlobOf(entries);
+    const std::vector<std::byte> blob(builder.bytes().begin(), builder.bytes().end());
+    const Entries parsed = CopyOf(Blob(blob));
     ASSERT_EQ(parsed.size(), entries.size());
     for (std::size_t index = 0; index < entries.size(); ++index) {
         EXPECT_EQ(parsed[index].name, entries[index].name);
         EXPECT_EQ(parsed[index].value, entries[index].value);
         EXPECT_EQ(parsed[index].data, entries[index].data);
     }
-    EXPECT_TRUE(ParseBlob(nullptr, 0).empty());
+    EXPECT_THAT((*Blob(blob).begin()).Values(), testing::ElementsAre("A", "B\xC3\xA9\xF0\x9F\x98\x80"));
+    EXPECT_TRUE(Blob().empty());
     // Reads past the end would be seen by AddressSanitizer.
     for (std::size_t size = 1; size < blob.size(); ++size) {
         const std::vector<std::byte> cut(blob.begin(), blob.begin() + static_cast<std::ptrdiff_t>(size));
-        EXPECT_THROW(ParseBlob(cut.data(), cut.size()), Failure) << size;
+        EXPECT_FALSE(Blob::TryParse(cut)) << size;
+        EXPECT_THROW(Blob{cut}, decoder_plugin::Error) << size;
     }
     std::vector<std::byte> wrongLength = blob;
     wrongLength[4] = std::byte{3};
-    EXPECT_THROW(ParseBlob(wrongLength.data(), wrongLength.size()), Failure);
+    EXPECT_FALSE(Blob::TryParse(wrongLength));
 }
 
 // Catches a second front cover beside the first, and a picture that takes another one's place.
@@ -148,10 +154,12 @@ TEST(Text, ReadsAndShowsTimes) {
 }
 
 TEST(Text, TurnsBadCharactersIntoHarmlessOnes) {
-    EXPECT_EQ(ToUtf8(u"a\xD800z\xDC00"), "a\xEF\xBF\xBDz\xEF\xBF\xBD");
+    EXPECT_EQ(decoder_plugin::ToUtf8(u"a\xD800z\xDC00"), "a\xEF\xBF\xBDz\xEF\xBF\xBD");
     for (const char* bad : {"\xC0\x80", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xE2\x82", "\x80"}) {
-        EXPECT_THROW(ToUtf16(bad), Failure);
+        EXPECT_FALSE(decoder_plugin::TryToUtf16(bad));
+        EXPECT_THROW(decoder_plugin::ToUtf16(bad), decoder_plugin::Error);
     }
+    EXPECT_EQ(decoder_plugin::PathTextToUtf16("\xC3\xA9\xE2\x82z"), u"\u00E9\xDCE2\xDC82z");
     EXPECT_EQ(EscapeControls("a\x1B[2J\xC2\x9B\xC3\xA9\xFF"), "a\\u001B[2J\\u009B\xC3\xA9\\xFF");
 }
 

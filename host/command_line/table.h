@@ -1,0 +1,51 @@
+// The one table of commands and options: the parser, the help, the manual pages and the completions come of
+// it.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace host {
+
+// What a value is, for a shell that completes it.
+enum class ValueKind { Text, File, Folder, Choice };
+
+// An option, a flag or an argument, and where its value goes.
+struct Option {
+    std::string names;  // "-o,--output"; one word without a dash for an argument
+    std::string value;  // what stands for the value in help; empty for a flag and for an argument
+    std::string help;   // one sentence
+    // A flag, a single value, or one that may be given again.
+    std::variant<bool*, std::string*, std::vector<std::string>*> target;
+    ValueKind kind = ValueKind::Text;
+    bool required = false;
+    std::vector<std::string> choices;  // of ValueKind::Choice
+};
+
+struct Command {
+    std::string name;
+    std::string summary;  // one sentence
+    std::vector<Option> options;
+    std::string notes;                  // paragraphs below the options
+    std::vector<std::string> examples;  // command lines
+    // Throws Failure, UsageFailure or Interruption.
+    std::function<void()> run;
+};
+
+struct CommandLine {
+    std::string name;
+    std::string summary;
+    std::vector<Option> options;  // for every command
+    std::vector<Command> commands;
+    std::string notes;
+};
+
+// What a parse fills in.
+struct Arguments;
+
+// The targets of the table are members of `arguments`, which has to outlive it.
+CommandLine MakeCommandLine(Arguments& arguments);
+
+}  // namespace host

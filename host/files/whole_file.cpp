@@ -1,0 +1,30 @@
+#include "host/files/whole_file.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <system_error>
+
+#include "host/system/files.h"
+#include "host/text/failure.h"
+#include "host/text/text.h"
+
+namespace host {
+
+std::vector<std::byte> ReadWholeFile(const std::string& file, std::uintmax_t most) {
+    const std::filesystem::path path = ToPath(file);
+    std::error_code code;
+    const std::uintmax_t size = std::filesystem::file_size(path, code);
+    if (code) throw Failure("can't read " + file + ": " + code.message());
+    if (size > most) throw Failure(file + " is too large");
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream(system::OpenForReading(path), std::fclose);
+    if (stream == nullptr) throw Failure("can't read " + file + ": " + ErrnoText(errno));
+    std::vector<std::byte> bytes(static_cast<std::size_t>(size));
+    if (std::fread(bytes.data(), 1, bytes.size(), stream.get()) != bytes.size()) {
+        throw Failure("can't read " + file + " to its end");
+    }
+    return bytes;
+}
+
+}  // namespace host

@@ -1,0 +1,42 @@
+#include "host/session/context.h"
+
+#include <filesystem>
+#include <system_error>
+
+#include "host/system/console.h"
+#include "host/text/failure.h"
+#include "host/text/text.h"
+
+namespace host {
+
+namespace {
+
+std::filesystem::path PluginPath(const std::string& given) {
+    using decoder_plugin::Plugin;
+    std::filesystem::path path = ToPath(given);
+    if (given.empty()) {
+        path = system::OwnFolder() / "decoders" / (std::string("decoder_ffmpeg") + Plugin::Suffix());
+    }
+    std::error_code ignored;
+    if (!std::filesystem::is_regular_file(path, ignored)) throw Failure("no plug-in at " + PathText(path));
+    return path;
+}
+
+std::unique_ptr<system::LogFile> OpenLog(const std::string& path) {
+    if (path.empty()) return nullptr;
+    try {
+        return std::make_unique<system::LogFile>(ToPath(path));
+    } catch (const std::system_error& error) {
+        throw Failure("can't open the log " + path + ": " + error.code().message());
+    }
+}
+
+}  // namespace
+
+Context::Context(const ContextOptions& options)
+    : plugin_(PluginPath(options.plugin)),
+      errorLog_(OpenLog(options.errorLog)),
+      traceLog_(OpenLog(options.traceLog)),
+      requests_(quit_) {}
+
+}  // namespace host

@@ -1,0 +1,42 @@
+// What all sessions of one run of the program share.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "decoder_plugin.hpp"
+#include "host/system/interruption.h"
+#include "host/system/log_file.h"
+
+namespace host {
+
+// Empty texts mean: beside this program, no log of that kind.
+struct ContextOptions {
+    std::string plugin;
+    std::string errorLog;
+    std::string traceLog;
+};
+
+// The loaded plug-in, the logs of the user's, and the event that ends all work on request. Sessions in any
+// thread may use it at once.
+class Context {
+  public:
+    // Throws Failure.
+    explicit Context(const ContextOptions& options);
+
+    const decoder_plugin::Plugin& plugin() const { return plugin_; }
+    const decoder_plugin::QuitEvent& quit() const { return quit_; }
+
+    // Null where the user wants none.
+    const system::LogFile* errorLog() const { return errorLog_.get(); }
+    const system::LogFile* traceLog() const { return traceLog_.get(); }
+
+  private:
+    decoder_plugin::Plugin plugin_;
+    std::unique_ptr<system::LogFile> errorLog_;
+    std::unique_ptr<system::LogFile> traceLog_;
+    decoder_plugin::QuitEvent quit_;
+    system::EndRequests requests_;
+};
+
+}  // namespace host

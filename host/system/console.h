@@ -1,0 +1,26 @@
+// The command line, the standard streams and the program itself.
+#pragma once
+
+#include <cstdio>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace host::system {
+
+// The arguments in UTF-8, without the program's own name. Windows takes them from the process, not from argv.
+std::vector<std::string> Arguments(int argc, char** argv);
+
+// Call once, before anything is opened: standard streams that are closed get something harmless behind them,
+// so that no file of ours can become one of them, and all three carry bytes as they are.
+void PrepareStandardStreams();
+
+// The folder of this program. Throws std::filesystem::filesystem_error.
+std::filesystem::path OwnFolder();
+
+bool IsTerminal(std::FILE* stream);
+
+// In columns; 80 where there is no telling.
+int TerminalWidth(std::FILE* stream);
+
+}  // namespace host::system

@@ -1,0 +1,37 @@
+#include "host/system/console.h"
+
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+namespace host::system {
+
+std::vector<std::string> Arguments(int argc, char** argv) {
+    if (argc < 1) return {};
+    return {argv + 1, argv + argc};
+}
+
+void PrepareStandardStreams() {
+    int descriptor = 0;
+    do {
+        descriptor = open("/dev/null", O_RDWR);
+    } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
+    if (descriptor >= 0) close(descriptor);
+}
+
+std::filesystem::path OwnFolder() {
+    return std::filesystem::read_symlink("/proc/self/exe").parent_path();
+}
+
+bool IsTerminal(std::FILE* stream) {
+    return isatty(fileno(stream)) == 1;
+}
+
+int TerminalWidth(std::FILE* stream) {
+    constexpr int kUnknownWidth = 80;
+    winsize size{};
+    if (ioctl(fileno(stream), TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return kUnknownWidth;
+    return size.ws_col;
+}
+
+}  // namespace host::system
