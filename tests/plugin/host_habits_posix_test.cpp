@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <fstream>
 #include <functional>
 #include <string>
 #include <thread>
@@ -32,6 +33,14 @@ void InOwnProcess(const char* habit, const std::function<bool()>& host) {
     int status = 0;
     waitpid(child, &status, 0);
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << habit << ": status " << status;
+}
+
+// Bytes of this process that lie in the machine's memory.
+std::size_t MemoryInUse() {
+    std::size_t whole = 0;
+    std::size_t resident = 0;
+    std::ifstream("/proc/self/statm") >> whole >> resident;
+    return resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
 }
 
 class HostHabitsPosix : public testing::Test {
@@ -150,6 +159,18 @@ TEST_F(HostHabitsPosix, ForksWithoutExec) {
         done = true;
         forker.join();
         return good;
+    });
+}
+
+// Behind the dump nobody takes what a worker writes there, be it ever so much.
+TEST_F(HostHabitsPosix, ErrorTextWithoutEndTakesNoMemory) {
+    InOwnProcess("error text", [&] {
+        constexpr std::size_t kFar = 0x4000000;  // half of what the lines take when they are kept
+        const kit::PluginWithWorker installed(STAND_IN_WORKER);
+        kit::TestDecoder decoder(installed.plugin());
+        const std::size_t before = MemoryInUse();
+        const auto small = [&] { return decoder.DecodeBlock() && MemoryInUse() < before + kFar; };
+        return decoder.Open(u"chatters") && small() && decoder.SetPosition(1) && small();
     });
 }
 

@@ -107,6 +107,15 @@ void Behave(const std::string& habit, int count, char** arguments) {
         Audio(kBlockBytes);
         Error(noise);
         Audio(kBlockBytes);
+    } else if (habit == "chatters") {
+        // Short lines: what each of them costs whoever keeps it is more than its text.
+        std::string noise;
+        for (int i = 0; i < 4000000; ++i) noise += "x\n";
+        Dump();
+        Out(Header(kEndless));
+        Error(noise);
+        Audio(kBlockBytes);
+        HangForEver();
     } else if (habit == "endless-line") {
         Error(std::string(0x1000000 - 1000, 'x') + "\n");
         Dump();

@@ -6,8 +6,7 @@
 namespace {
 
 constexpr double kPatienceSeconds = 5.0;  // without a line, the dump has ended
-constexpr std::string_view kIndent = "  ";
-constexpr std::string_view kInputStart = "Input #0,";
+constexpr std::string_view kIndent = StdErrBounds::kIndent;
 constexpr std::string_view kMetadataStart = "Metadata:";
 constexpr std::string_view kDurationStart = "Duration: ";
 constexpr std::string_view kStreamStart = "Stream #0:";
@@ -124,13 +123,7 @@ void ParseStdErr(StdErrLineQueue& queue, StdErrParse& parse) {
 }
 
 void ParseStdErrLine(StdErrParse& parse, std::string_view line) {
-    if (line.starts_with(kIndent)) {
-        if (parse.inInput) ParseDumpLine(parse, line.substr(kIndent.size()));
-    } else if (parse.inInput) {
-        parse.done = true;
-    } else {
-        parse.inInput = line.starts_with(kInputStart);
-    }
+    if (parse.Pass(line)) ParseDumpLine(parse, line.substr(kIndent.size()));
 }
 
 void ParseDumpLine(StdErrParse& parse, std::string_view text) {

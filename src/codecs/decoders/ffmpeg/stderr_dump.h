@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "codecs/decoders/ffmpeg/stderr_bounds.h"
 #include "codecs/decoders/ffmpeg/stderr_lines.h"
 #include "decoder_plugin.h"
 #include "tags/idtags.h"
@@ -17,9 +18,7 @@ struct StdErrStream {
     std::vector<std::string> details;
 };
 
-struct StdErrParse {
-    bool inInput = false;
-    bool done = false;
+struct StdErrParse : StdErrBounds {
     bool inMetadata = false;
     bool inStreams = false;
     std::vector<std::pair<std::string, std::string>> metadata;
