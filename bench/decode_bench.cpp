@@ -18,6 +18,7 @@
 #include <string_view>
 #include <vector>
 
+#include "decoding.h"
 #include "kit/files.h"
 #include "kit/plugin.h"
 #include "report.h"
@@ -25,12 +26,10 @@
 
 namespace {
 
-constexpr std::size_t kPipeBytes = 65536;
 constexpr int kSampleRate = 44100;
 constexpr int kFramesPerBlock = 4096;
 constexpr int kStartRounds = 41;  // of the time to the first block
 constexpr int kTracedBlocks = 2000;
-constexpr std::size_t kChunkHeaderBytes = 24;
 constexpr std::size_t kLargestHeader = 1024;
 constexpr std::string_view kTraceBegin = "blocks begin";
 constexpr std::string_view kTraceEnd = "blocks end";
@@ -38,19 +37,6 @@ constexpr const char* kTracedMode = "--traced";
 
 constexpr double kWallAim = 1.05;    // times the bare pipe
 constexpr double kStartAimMs = 3.0;  // more than the bare pipe
-
-void Demand(bool holds, const char* what) {
-    if (!holds) throw std::runtime_error(what);
-}
-
-// The worker lies in the folder above the plug-in's.
-std::string WorkerOf(const std::filesystem::path& plugin) {
-    return (plugin.parent_path().parent_path() / "ffmpeg-lgpl.exe").string();
-}
-
-std::vector<std::string> BareCommand(const std::string& input) {
-    return {WorkerOf(kit::BuiltPlugin()), "-i", input, "-f", "w64", "-"};
-}
 
 // FLAC in Matroska: cheap to decode, so that what the plug-in adds weighs as much as it ever will.
 std::string MakeInput(const kit::TempFolder& folder, int minutes) {
@@ -64,45 +50,6 @@ std::string MakeInput(const kit::TempFolder& folder, int minutes) {
     return file;
 }
 
-// A decoder of a host that can cancel, opened on a file with all that an opening can be asked for.
-class Decode {
-  public:
-    Decode(const kit::Plugin& plugin, const kit::TempFolder& folder) : plugin_(plugin) {
-        const DecoderCreateInfo logs{};
-        decoder_ = plugin.Create(&logs);
-        Demand(decoder_ != nullptr, "Create failed");
-        const std::u16string quit = (folder / "quit").u16string();
-        DecoderParam param{};
-        param.text = quit.c_str();
-        Demand(plugin.Set(decoder_, DECODER_SET_EVENT_QUIT, &param) == 1, "Set failed");
-    }
-    Decode(const Decode&) = delete;
-    Decode& operator=(const Decode&) = delete;
-    ~Decode() { plugin_.Destroy(decoder_); }
-
-    void Open(const std::string& input) {
-        const std::u16string path = std::filesystem::path(input).u16string();
-        DecoderOpenInfo info{};
-        info.path = path.c_str();
-        info.flags = DECODER_OPEN_TAGS | DECODER_OPEN_INFO;
-        Demand(plugin_.Open(decoder_, &info) == 1, "Open failed");
-        Demand(info.format.wave.samplesPerSecond == kSampleRate && info.format.durationMs > 0,
-               "wrong format");
-    }
-
-    DecoderBlockInfo Block() {
-        DecoderBlockInfo block{};
-        Demand(plugin_.DecodeBlock(decoder_, &block) == 1, "DecodeBlock failed");
-        return block;
-    }
-
-    void Close() { plugin_.Close(decoder_); }
-
-  private:
-    const kit::Plugin& plugin_;
-    Decoder* decoder_ = nullptr;
-};
-
 struct Run {
     double wall = 0;       // seconds
     double processor = 0;  // seconds, of this process
@@ -114,7 +61,7 @@ Run RunBare(const std::string& input, std::span<std::byte> buffer) {
     Run run;
     const double wall = WallSeconds();
     const double processor = ProcessorSeconds();
-    PipedProgram worker(BareCommand(input));
+    PipedProgram worker(BareCommand(WorkerOf(kit::BuiltPlugin()), input));
     while (const std::size_t count = worker.Read(buffer)) run.bytes += count;
     Demand(worker.Wait() == 0, "the worker failed");
     run.processor = ProcessorSeconds() - processor;
@@ -144,19 +91,11 @@ Run RunPlugin(const kit::Plugin& plugin, const kit::TempFolder& folder, const st
     return run;
 }
 
-// From the start of the worker to the first byte behind the header of the chunk "data".
-double StartBare(const std::string& input, std::span<std::byte> buffer) {
+// From the start of the worker to the first byte of audio.
+double StartBarePipe(const std::string& input, std::span<std::byte> buffer) {
     const double start = WallSeconds();
-    PipedProgram worker(BareCommand(input));
-    std::size_t filled = 0;
-    for (;;) {
-        const std::size_t count = worker.Read(buffer.subspan(filled));
-        Demand(count > 0, "the worker gave no audio");
-        filled += count;
-        const std::string_view text(reinterpret_cast<const char*>(buffer.data()), filled);
-        const std::size_t data = text.find("data");
-        if (data != text.npos && data + kChunkHeaderBytes < filled) return WallSeconds() - start;
-    }
+    const auto worker = StartBare(BareCommand(WorkerOf(kit::BuiltPlugin()), input), buffer);
+    return WallSeconds() - start;
 }
 
 double StartPlugin(const kit::Plugin& plugin, const kit::TempFolder& folder, const std::string& input) {
@@ -260,7 +199,7 @@ void MeasureStart(const kit::Plugin& plugin, const kit::TempFolder& folder, cons
     std::vector<double> ours;
     for (int round = 0; round < kStartRounds; ++round) {
         RunPair(
-            round, [&] { bare.push_back(StartBare(input, buffer) * 1000); },
+            round, [&] { bare.push_back(StartBarePipe(input, buffer) * 1000); },
             [&] { ours.push_back(StartPlugin(plugin, folder, input) * 1000); });
     }
     const double more = MedianOfPairs(ours, bare, std::minus<>());

@@ -11,6 +11,12 @@ double Median(std::vector<double> values) {
     return values.size() % 2 == 1 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
 }
 
+double Percentile(std::vector<double> values, int percent) {
+    std::sort(values.begin(), values.end());
+    const std::size_t rank = (values.size() * static_cast<std::size_t>(percent) + 99) / 100;
+    return values[std::max<std::size_t>(rank, 1) - 1];
+}
+
 Race RunInTurn(int rounds, const std::function<void()>& ours, const std::function<void()>& theirs) {
     std::vector<double> own;
     std::vector<double> rival;

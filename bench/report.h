@@ -8,6 +8,9 @@
 // Of an odd or even number of values; at least one.
 double Median(std::vector<double> values);
 
+// The value that `percent` of them don't pass; at least one.
+double Percentile(std::vector<double> values, int percent);
+
 // Median seconds of two rivals that run in turn, so that both meet the same disturbances.
 struct Race {
     double ours;
