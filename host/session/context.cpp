@@ -13,11 +13,17 @@ namespace {
 
 std::filesystem::path PluginPath(const std::string& given) {
     using decoder_plugin::Plugin;
+    std::error_code ignored;
     std::filesystem::path path = ToPath(given);
     if (given.empty()) {
-        path = system::OwnFolder() / "decoders" / (std::string("decoder_ffmpeg") + Plugin::Suffix());
+        // Where a build leaves it, then where an installation has it.
+        const std::string name = std::string("decoder_ffmpeg") + Plugin::Suffix();
+        const std::filesystem::path own = system::OwnFolder();
+        path = own / "decoders" / name;
+        const std::filesystem::path installed = (own / DECODER_PLUGIN_FROM_PROGRAM / name).lexically_normal();
+        if (!std::filesystem::exists(path, ignored) && std::filesystem::exists(installed, ignored))
+            path = installed;
     }
-    std::error_code ignored;
     if (!std::filesystem::is_regular_file(path, ignored)) throw Failure("no plug-in at " + PathText(path));
     return path;
 }
