@@ -16,6 +16,13 @@ endif()
 install(FILES README.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT runtime)
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT runtime)
 
+if(WIN32)
+  # For hosts that link against the DLL instead of loading it.
+  set(import_library ${CMAKE_BINARY_DIR}/libdecoder_ffmpeg.dll.a)
+  target_link_options(decoder_ffmpeg PRIVATE -Wl,--out-implib,${import_library})
+  install(FILES ${import_library} DESTINATION lib COMPONENT dev)
+  install(FILES src/codecs/decoders/ffmpeg/exports.def DESTINATION lib RENAME decoder_ffmpeg.def COMPONENT dev)
+endif()
 install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT dev)
 add_library(decoder_plugin_header INTERFACE)
 set_target_properties(decoder_plugin_header PROPERTIES EXPORT_NAME header)

@@ -1,5 +1,10 @@
 # Folders of an installation, below the prefix.
-set(CMAKE_INSTALL_DOCDIR share/doc/decoder-ffmpeg CACHE PATH "Documents, below the prefix")
+if(WIN32)
+  set(docs .)
+else()
+  set(docs share/doc/decoder-ffmpeg)
+endif()
+set(CMAKE_INSTALL_DOCDIR ${docs} CACHE PATH "Documents, below the prefix")
 include(GNUInstallDirs)
 
 if(WIN32)

@@ -1,0 +1,16 @@
+# add_version_resource(TARGET FILE DESCRIPTION)
+#
+# What Explorer shows of a program or DLL under "Details". Nothing on other systems.
+function(add_version_resource target resource_FILE resource_DESCRIPTION)
+  if(NOT WIN32)
+    return()
+  endif()
+  get_target_property(type ${target} TYPE)
+  set(resource_TYPE VFT_DLL)
+  if(type STREQUAL "EXECUTABLE")
+    set(resource_TYPE VFT_APP)
+  endif()
+  set(source ${CMAKE_CURRENT_BINARY_DIR}/${target}-version.rc)
+  configure_file(${CMAKE_SOURCE_DIR}/packaging/windows/version.rc.in ${source} @ONLY)
+  target_sources(${target} PRIVATE ${source})
+endfunction()
