@@ -10,7 +10,8 @@
 
 namespace platform {
 
-// A value, not an owner: ReleaseProcess gives it back.
+// A value, not an owner: ReleaseProcess gives it back. Until then the process ends when this one does,
+// however that comes about, as far as the system can see to it.
 enum class ProcessHandle : std::intptr_t { None = -1 };
 
 enum class ChannelMode : std::uint32_t { None = 0, Inherit = 1, Pipe = 2 };

@@ -21,6 +21,9 @@ class TempFolder {
     std::filesystem::path path_;
 };
 
+// Removes what earlier tests couldn't: folders of theirs in which only files of this name are left.
+void RemoveFoldersWithNothingBut(const std::filesystem::path& name);
+
 std::string ReadFile(const std::filesystem::path& path);
 void WriteFile(const std::filesystem::path& path, const std::string& bytes);
 

@@ -38,6 +38,8 @@ Function Export(const Library& library, const char* name) {
 }
 
 std::filesystem::path InstallWith(const TempFolder& folder, const std::filesystem::path& worker) {
+    // Where a library stays loaded as long as its process, only a later one can remove its file.
+    RemoveFoldersWithNothingBut(BuiltPlugin().filename());
     const std::filesystem::path decoders = folder / "decoders";
     std::filesystem::create_directory(decoders);
     std::filesystem::copy_file(worker, folder / "ffmpeg-lgpl.exe");

@@ -5,6 +5,8 @@
 #include <string>
 #include <thread>
 
+#include "transport/worker_process.h"
+
 namespace {
 
 void ShowArguments(int count, char** arguments) {
@@ -28,6 +30,23 @@ void WriteUntilClosed(const char* file) {
     if (std::FILE* ended = std::fopen(file, "wb")) std::fclose(ended);
 }
 
+[[noreturn]] void Hang() {
+    for (;;) std::this_thread::sleep_for(std::chrono::hours(1));
+}
+
+// Starts another child that hangs and holds this one's standard output, and hangs as well.
+void Parent(const char* program) {
+    WorkerCommand command;
+    command.exe = program;
+    command.args = {"child", "hang"};
+    command.stdoutMode = platform::ChannelMode::Inherit;
+    WorkerProcess worker;
+    worker.Start(command);
+    std::printf("started");
+    std::fflush(stdout);
+    Hang();
+}
+
 }  // namespace
 
 int main(int count, char** arguments) {
@@ -35,6 +54,7 @@ int main(int count, char** arguments) {
     if (task == "show") ShowArguments(count, arguments);
     if (task == "copy") CopyInput();
     if (task == "write") WriteUntilClosed(arguments[2]);
-    if (task == "hang") std::this_thread::sleep_for(std::chrono::hours(1));
+    if (task == "hang") Hang();
+    if (task == "parent") Parent(arguments[2]);
     return 0;
 }

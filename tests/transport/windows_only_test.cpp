@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <string>
 
 #include "platform/file.h"
 #include "platform/windows/from_utf8.h"
+#include "transport/worker_process.h"
 
 namespace {
 
@@ -38,6 +40,23 @@ TEST(WindowsPaths, GetThePrefixThatLiftsTheLimit) {
     EXPECT_EQ(platform::WithoutLengthLimit(shortEnough), shortEnough);
     EXPECT_EQ(platform::WithoutLengthLimit(longer), u"\\\\?\\" + longer);
     EXPECT_EQ(platform::WithoutLengthLimit(u"\\\\" + longer), u"\\\\" + longer);
+}
+
+// A killed host can't stop its worker, and a worker that is silent doesn't notice the closed pipe. Both hold
+// the output that is read here, and the host is in a job itself: that of this test's worker.
+TEST(WindowsWorker, EndsWithItsHost) {
+    WorkerCommand command;
+    command.exe = TRANSPORT_CHILD;
+    command.args = {"child", "parent", TRANSPORT_CHILD};
+    command.stdoutMode = platform::ChannelMode::Pipe;
+    WorkerProcess host;
+    host.Start(command);
+    host.stdoutStream.timeoutSeconds = 60;
+    std::array<char, 100> output;
+    EXPECT_EQ(host.stdoutStream.read(output.data(), 7), 7U);
+    EXPECT_EQ(std::string(output.data(), 7), "started");
+    host.Terminate();
+    EXPECT_EQ(host.stdoutStream.read(output.data(), output.size()), 0U) << "the worker lives on";
 }
 
 }  // namespace

@@ -105,6 +105,48 @@ class AttributeList {
     bool usable_ = false;
 };
 
+// What a process handle of the seam points at: a process in a job of its own. The system ends it with the
+// last handle to the job, and so with this process, which has the only one.
+class Child {
+  public:
+    Child() noexcept : job_(CreateJobObjectW(nullptr, nullptr)) {
+        LimitJob(JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE);
+    }
+    Child(const Child&) = delete;
+    Child& operator=(const Child&) = delete;
+    ~Child() {
+        const DWORD code = ::GetLastError();
+        // Whoever still runs goes on.
+        LimitJob(0);
+        if (process_ != nullptr) CloseHandle(process_);
+        if (job_ != nullptr) CloseHandle(job_);
+        ::SetLastError(code);
+    }
+
+    // The job nests in those that this process is in. Where the system doesn't nest jobs, or another one's
+    // limits forbid it, the process stays as it is.
+    void Take(HANDLE process) noexcept {
+        process_ = process;
+        if (job_ != nullptr) AssignProcessToJobObject(job_, process);
+    }
+    HANDLE process() const noexcept { return process_; }
+
+  private:
+    void LimitJob(DWORD flags) noexcept {
+        JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits{};
+        limits.BasicLimitInformation.LimitFlags = flags;
+        if (job_ != nullptr)
+            SetInformationJobObject(job_, JobObjectExtendedLimitInformation, &limits, sizeof limits);
+    }
+
+    HANDLE job_;
+    HANDLE process_ = nullptr;
+};
+
+Child* AsChild(ProcessHandle process) noexcept {
+    return reinterpret_cast<Child*>(static_cast<std::intptr_t>(process));
+}
+
 }  // namespace
 
 ProcessHandle StartProcess(const ProcessStart& start) {
@@ -135,6 +177,7 @@ ProcessHandle StartProcess(const ProcessStart& start) {
     std::u16string line =
         FromUtf8(start.rawCommandLine.empty() ? JoinArguments(start.args) : start.rawCommandLine);
     const std::u16string folder = FromUtf8(start.workingDirectory);
+    auto child = std::make_unique<Child>();
     PROCESS_INFORMATION made{};
     if (!CreateProcessW(start.exe.empty() ? nullptr : windows::Wide(program), windows::Wide(line), nullptr,
                         nullptr, !inherited.empty(), EXTENDED_STARTUPINFO_PRESENT, nullptr,
@@ -142,20 +185,21 @@ ProcessHandle StartProcess(const ProcessStart& start) {
                         &made)) {
         return ProcessHandle::None;
     }
+    child->Take(made.hProcess);
     CloseHandle(made.hThread);
-    return windows::Wrapped<ProcessHandle>(made.hProcess);
+    return static_cast<ProcessHandle>(reinterpret_cast<std::intptr_t>(child.release()));
 }
 
 bool WaitForProcess(ProcessHandle process, Milliseconds limit) noexcept {
-    return WaitForSingleObject(Native(process), windows::WaitLimit(limit)) == WAIT_OBJECT_0;
+    return WaitForSingleObject(AsChild(process)->process(), windows::WaitLimit(limit)) == WAIT_OBJECT_0;
 }
 
 void KillProcess(ProcessHandle process) noexcept {
-    TerminateProcess(Native(process), kKilled);
+    TerminateProcess(AsChild(process)->process(), kKilled);
 }
 
 void ReleaseProcess(ProcessHandle process) noexcept {
-    CloseHandle(Native(process));
+    delete AsChild(process);
 }
 
 }  // namespace platform
