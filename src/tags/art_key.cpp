@@ -107,7 +107,7 @@ bool IDTags::RemoveArt(std::u16string_view typeName, std::u16string_view descrip
         clString type;
         clString text;
         SplitArtKey(tag->Name, type, text);
-        if (type.View() == typeName || text.View() == description) {
+        if (clString::EqualsNoCase(type, typeName) || text.View() == description) {
             found = true;
             continue;
         }

@@ -61,9 +61,9 @@ class IDTags {
     // type name and description; null and two empty texts when there is none.
     IDTag* FindFirstArt(clString& typeName, clString& description);
 
-    // Removes each picture of that very type name or that very description, so with an empty description all
-    // pictures without one. True when there was one: then all hidden names are gone but those that
-    // RemoveHidden spares, and the pictures that stay stand at the end, numbered anew from 1.
+    // Removes each picture of that type name, ASCII case ignored, or that very description, so with an empty
+    // description all pictures without one. True when there was one: then all hidden names are gone but those
+    // that RemoveHidden spares, and the pictures that stay stand at the end, numbered anew from 1.
     bool RemoveArt(std::u16string_view typeName, std::u16string_view description);
 
     // Removes the entries whose names begin with "_", pictures included, but for "_riff_...", "_cdtoc" and

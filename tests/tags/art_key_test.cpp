@@ -78,11 +78,12 @@ TEST(ArtKey, RemovalNumbersTheRestAnew) {
     };
     const kit::Tag media = before[0];
     const Case cases[] = {
-        {u"Band", u"none", with({media, Binary("_albumart_2_Artist<subdesc>a", "3")})},
+        {u"bAND", u"none", with({media, Binary("_albumart_2_Artist<subdesc>a", "3")})},
         {u"none", u"m",
          with({Binary("_albumart_1_Band<subdesc>b", "2"), Binary("_albumart_2_Artist<subdesc>a", "3")})},
         {u"Artist", u"b", with({media})},
-        {u"band", u"", before},  // with case, and no picture is without description
+        {u"Composer", u"", before},   // no picture is without description
+        {u"Composer", u"M", before},  // nor is a description another one in its letters
     };
     for (const Case& c : cases) {
         IDTags tags;
