@@ -21,6 +21,12 @@ IDTag* TagIndex::Find(std::u16string_view name) const {
     return found != entries_.end() ? found->second : nullptr;
 }
 
+bool TagIndex::HasPrefix(std::u16string_view prefix) const {
+    const std::u16string folded = Folded(prefix, strip_);
+    const auto first = entries_.lower_bound(folded);
+    return first != entries_.end() && first->first.starts_with(folded);
+}
+
 void TagIndex::Add(IDTag& tag) {
     entries_.try_emplace(Folded(tag.Name, strip_), &tag);
 }

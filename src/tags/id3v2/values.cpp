@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <iterator>
-#include <unordered_set>
+#include <set>
 #include <utility>
 
 #include "tags/id3v2/dates.h"
@@ -264,8 +264,9 @@ void framesToValues(const id3tag& tag, TagValues& values) {
 void dedupeYear(TagValues& values) {
     const auto entry = values.find(kYearName);
     if (entry == values.end()) return;
-    // A file decides how many there are, so no search along the list.
-    std::unordered_set<std::string> seen;
+    // A file decides how many there are and what they are: no search along the list, and none that it could
+    // make collide.
+    std::set<std::string> seen;
     ValueList kept;
     for (std::string& year : entry->second) {
         if (seen.insert(year).second) kept.push_back(std::move(year));
