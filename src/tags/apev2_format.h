@@ -24,6 +24,8 @@ inline constexpr std::uint32_t kIsHeader = 0x20000000U;
 // An item: value size, flags, key and NUL, value.
 inline constexpr std::size_t kItemFixedBytes = 8;
 inline constexpr std::size_t kItemFlagsOffset = 4;
+// A larger value ends what is read of a tag, so none is written.
+inline constexpr std::uint32_t kLargestValue = 0x1000000;
 
 inline constexpr std::u16string_view kRatingName = u"rating";
 // Another application's mark on items of its own.

@@ -6,6 +6,7 @@
 #include "support/clfile.h"
 #include "support/clstring.h"
 #include "tags/idtags.h"
+#include "tags/presence.h"
 
 // An engine lives for one operation on a file, in one thread. Several share the handle of a clFile that must
 // stay open meanwhile, so they work one after the other, and each seeks before it reads or writes.
@@ -27,17 +28,23 @@ class BaseTag {
     virtual bool Read(IDTags& tags, bool wantVersion) noexcept = 0;
 
     // Whether the file has such a tag, whatever is in it.
-    virtual bool Exists() noexcept = 0;
+    virtual Presence Look() noexcept = 0;
+    bool Exists() noexcept { return Look() == Presence::Present; }
+
+    // Whether `Read` would give back the values of `tags` once they are written. To be asked before another
+    // engine changes the file; `Write` looks for itself, too.
+    virtual bool Takes(const IDTags& /*tags*/) noexcept { return true; }
 
     // Brings the tags into the file: with `merge` they replace or join what it holds, without it they are the
     // whole new tag. An engine may give the flag another sense and says so.
     virtual bool Write(const IDTags& tags, bool merge) noexcept = 0;
 
-    // Removes the whole tag.
-    virtual void Delete() noexcept = 0;
+    // Removes the whole tag. False when the file or memory fails.
+    virtual bool Delete() noexcept = 0;
 
     // Removes the entries of that name, a name as Read gives it, and rewrites the tag when there were any.
-    virtual void DeleteTag(std::u16string_view name) noexcept = 0;
+    // False as with Delete.
+    virtual bool DeleteTag(std::u16string_view name) noexcept = 0;
 
   protected:
     // Works on the handle of `opened`, which keeps owning it.

@@ -13,8 +13,8 @@ inline constexpr std::size_t kApeMagicHead = 3;
 inline constexpr std::size_t kTailBytes = kApeMagicHead + kId3v1Bytes;
 
 enum class TailState {
-    OutOfReach,  // the file is shorter than kTailBytes, or the seek failed
-    Cut,         // fewer bytes came than the seek promised
+    TooShort,  // for kTailBytes
+    Unreadable,
     NoTag,
     Tag,
 };

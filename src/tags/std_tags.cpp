@@ -16,7 +16,9 @@ constexpr const char* kWriteLabel = "WriteStdTags";
 constexpr const char* kDeleteLabel = "DeleteStdTags";
 constexpr const char16_t* kNotOpenedForReading = u"Couldn't read tags from file: %s";
 constexpr const char16_t* kNotOpenedForUpdating = u"Couldn't open file for updating: %s";
+constexpr const char16_t* kId3v1NotWritten = u"Could not write ID3 tag";
 constexpr const char16_t* kId3v2NotWritten = u"Could not write ID3v2 tag";
+constexpr const char16_t* kApeNotWritten = u"Could not write APE tag";
 constexpr std::u16string_view kVersionSeparator = u" & ";
 
 bool OpenOrLog(clFile& file, std::uint32_t access, const char16_t* failure, const clLogHandles& decoder,
@@ -53,18 +55,23 @@ class Merger {
     TagIndex index_;
 };
 
-bool WriteOrLog(BaseTag& engine, const IDTags& tags, bool merge, const char16_t* failure,
-                const clLogHandles& decoder) {
-    if (engine.Write(tags, merge)) return true;
-    clLog::Error(failure, decoder, kWriteLabel);
-    return false;
+// The whole tag without names.
+bool DeleteFrom(BaseTag& engine, const clStringList& names) {
+    const Presence there = engine.Look();
+    if (there != Presence::Present) return there == Presence::Absent;
+    if (names.count() == 0) return engine.Delete();
+    bool deleted = true;
+    for (int i = 0; i < names.count(); ++i) {
+        if (!engine.DeleteTag(names[i])) deleted = false;
+    }
+    return deleted;
 }
 
-// The whole tag without names.
-void DeleteFrom(BaseTag& engine, const clStringList& names) {
-    if (!engine.Exists()) return;
-    if (names.count() == 0) engine.Delete();
-    for (int i = 0; i < names.count(); ++i) engine.DeleteTag(names[i]);
+bool DeleteOrLog(BaseTag& engine, const clStringList& names, const char16_t* failure,
+                 const clLogHandles& decoder) {
+    if (DeleteFrom(engine, names)) return true;
+    clLog::Error(failure, decoder, kDeleteLabel);
+    return false;
 }
 
 }  // namespace
@@ -90,16 +97,29 @@ bool WriteStdTags(const clString& path, const IDTags& tags, StdTagFamily family,
         return false;
     }
     TagID3v1 id3v1(file);
-    if (id3v1.Exists() && !WriteOrLog(id3v1, tags, true, u"Could not write ID3 tag", decoder)) return false;
     TagID3v2 id3v2(file);
-    const bool hasId3v2 = id3v2.Exists();
-    if (hasId3v2 && !WriteOrLog(id3v2, tags, false, kId3v2NotWritten, decoder)) return false;
     TagAPEv2 ape(file);
-    if (ape.Exists() || (!hasId3v2 && family == StdTagFamily::Ape)) {
-        return WriteOrLog(ape, tags, true, u"Could not write APE tag", decoder);
-    }
-    if (hasId3v2 || family != StdTagFamily::Id3v2) return true;
-    return WriteOrLog(id3v2, tags, false, kId3v2NotWritten, decoder);
+    const auto failed = [&decoder](const char16_t* failure) {
+        clLog::Error(failure, decoder, kWriteLabel);
+        return false;
+    };
+    // What one engine refuses is found out before another one has changed the file.
+    if (!id3v2.Takes(tags) && id3v2.Exists()) return failed(kId3v2NotWritten);
+    const auto getsApe = [&] { return ape.Exists() || (family == StdTagFamily::Ape && !id3v2.Exists()); };
+    if (!ape.Takes(tags) && getsApe()) return failed(kApeNotWritten);
+
+    const auto isCurrent = [&tags](BaseTag& engine, Presence there, bool merge) {
+        return there == Presence::Absent || (there == Presence::Present && engine.Write(tags, merge));
+    };
+    if (!isCurrent(id3v1, id3v1.Look(), true)) return failed(kId3v1NotWritten);
+    const Presence hasId3v2 = id3v2.Look();
+    if (!isCurrent(id3v2, hasId3v2, false)) return failed(kId3v2NotWritten);
+    const Presence hasApe = ape.Look();
+    if (!isCurrent(ape, hasApe, true)) return failed(kApeNotWritten);
+    if (hasId3v2 == Presence::Present || hasApe == Presence::Present) return true;
+    if (family == StdTagFamily::Ape) return ape.Write(tags, true) || failed(kApeNotWritten);
+    if (family == StdTagFamily::Id3v2) return id3v2.Write(tags, false) || failed(kId3v2NotWritten);
+    return true;
 }
 
 bool DeleteStdTags(const clString& path, const char16_t* names, const clLogHandles& decoder) {
@@ -112,8 +132,8 @@ bool DeleteStdTags(const clString& path, const char16_t* names, const clLogHandl
     TagID3v1 id3v1(file);
     TagID3v2 id3v2(file);
     TagAPEv2 ape(file);
-    DeleteFrom(id3v1, list);
-    DeleteFrom(id3v2, list);
-    DeleteFrom(ape, list);
-    return true;
+    const bool id3v1Done = DeleteOrLog(id3v1, list, u"Could not delete ID3 tag", decoder);
+    const bool id3v2Done = DeleteOrLog(id3v2, list, u"Could not delete ID3v2 tag", decoder);
+    const bool apeDone = DeleteOrLog(ape, list, u"Could not delete APE tag", decoder);
+    return id3v1Done && id3v2Done && apeDone;
 }

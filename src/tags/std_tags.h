@@ -18,5 +18,5 @@ bool ReadStdTags(const clString& path, IDTags& tags, clString& version, const cl
 bool WriteStdTags(const clString& path, const IDTags& tags, StdTagFamily family, const clLogHandles& decoder);
 
 // Removes every tag for null or an empty series, else the entries of the names in it: NUL-terminated, an
-// empty one ends the series. False only when the file can't be opened.
+// empty one ends the series. False when the file can't be opened, read or written; every kind is tried then.
 bool DeleteStdTags(const clString& path, const char16_t* names, const clLogHandles& decoder);

@@ -9,49 +9,18 @@
 
 #include "support/endian.h"
 #include "tags/apev2_format.h"
+#include "tags/apev2_layout.h"
 #include "tags/art_key.h"
 #include "tags/multi_values.h"
 
 using namespace apev2;
 
-struct TagAPEv2::FooterFields {
-    std::uint32_t version = 0;
-    std::uint32_t tagSize = 0;
-    std::uint32_t itemCount = 0;
-    std::uint32_t flags = 0;
-};
-
 namespace {
 
-constexpr std::uint32_t kLargestValue = 0x1000000;
 constexpr std::u16string_view kCoverPrefix = u"Cover Art (";
-
-enum class ItemType : std::uint32_t { Text = 0, Binary = 1, Locator = 2, Reserved = 3 };
-
-struct Item {
-    ItemType type;
-    std::string_view key;
-    std::span<std::byte> value;
-};
 
 std::string_view Characters(std::span<const std::byte> bytes) noexcept {
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
-}
-
-// Takes an item off the front of `rest`; false at the first thing that doesn't fit.
-bool TakeItem(std::span<std::byte>& rest, Item& item) noexcept {
-    if (rest.size() < kItemFixedBytes) return false;
-    const std::uint32_t valueSize = GetLittle32(rest.data());
-    const std::uint32_t flags = GetLittle32(rest.data() + kItemFlagsOffset);
-    if (valueSize > kLargestValue) return false;
-    const std::span<std::byte> behind = rest.subspan(kItemFixedBytes);
-    const std::size_t keyLength = Characters(behind).find('\0');
-    if (keyLength == std::string_view::npos || behind.size() - keyLength - 1 < valueSize) return false;
-    item.type = static_cast<ItemType>((flags >> 1) & 3);
-    item.key = Characters(behind.first(keyLength));
-    item.value = behind.subspan(keyLength + 1, valueSize);
-    rest = behind.subspan(keyLength + 1 + valueSize);
-    return true;
 }
 
 // Turns the items of one tag into entries.
@@ -59,7 +28,7 @@ class ItemReader {
   public:
     ItemReader(std::uint32_t version, IDTags& tags) noexcept : version_(version), tags_(tags) {}
 
-    void Add(const Item& item) {
+    void Add(const StoredItem& item) {
         if (item.key.empty() || item.value.empty()) return;
         clString name;
         SetText(name, item.key);
@@ -154,40 +123,30 @@ bool TagAPEv2::Read(IDTags& tags, bool wantVersion) noexcept {
 
 bool TagAPEv2::ReadRaw(IDTags& tags, bool wantVersion, bool keepRaw) noexcept {
     try {
-        return ReadTag(tags, wantVersion, keepRaw);
+        return ReadTag(tags, wantVersion, keepRaw) == Outcome::Whole;
     } catch (const std::bad_alloc&) {
         return false;
     }
 }
 
-bool TagAPEv2::Exists() noexcept {
+Presence TagAPEv2::Look() noexcept {
+    Record footer;
+    return FindFooter(footer);
+}
+
+Presence TagAPEv2::FindFooter(Record& footer) noexcept {
     bool failed = false;
     const std::int64_t size = file.Size(&failed);
+    if (failed) return Presence::Unreadable;
     Id3v1Tail tail;
-    const TailState state = failed ? TailState::OutOfReach : ReadId3v1Tail(file, tail);
-    if (state == TailState::OutOfReach) return false;
-    FooterFields footer;
+    const TailState state = ReadId3v1Tail(file, tail);
+    if (state == TailState::Unreadable) return Presence::Unreadable;
+    if (state == TailState::TooShort) return Presence::Absent;
     const std::int64_t end = state == TailState::Tag ? size - static_cast<std::int64_t>(kId3v1Bytes) : size;
-    return ReadFooter(end, footer) == Footer::Present;
+    return ReadFooter(file, end, footer);
 }
 
-TagAPEv2::Footer TagAPEv2::ReadFooter(std::int64_t end, FooterFields& fields) noexcept {
-    std::array<std::byte, kFooterBytes> footer{};
-    if (!file.Seek(end - static_cast<std::int64_t>(kFooterBytes), clFile::Where::Start) ||
-        file.Read(footer.data(), footer.size()) != footer.size()) {
-        return Footer::Unreadable;
-    }
-    if (std::memcmp(footer.data(), kMagic.data(), kMagic.size()) != 0) return Footer::Absent;
-    fields.version = GetLittle32(footer.data() + kVersionOffset);
-    fields.tagSize = GetLittle32(footer.data() + kSizeOffset);
-    fields.itemCount = GetLittle32(footer.data() + kCountOffset);
-    fields.flags = GetLittle32(footer.data() + kFlagsOffset);
-    // A header at the end is the rest of a tag that was cut off; its size counts what isn't there any more.
-    if ((fields.flags & kIsHeader) != 0) return Footer::Absent;
-    return fields.version == kVersion1 || fields.version == kVersion2 ? Footer::Present : Footer::Absent;
-}
-
-bool TagAPEv2::ReadTag(IDTags& tags, bool wantVersion, bool keepRaw) {
+TagAPEv2::Outcome TagAPEv2::ReadTag(IDTags& tags, bool wantVersion, bool keepRaw) {
     tags.Clear();
     TagStart = -1;
     TagVersionNumber = 0;
@@ -195,48 +154,50 @@ bool TagAPEv2::ReadTag(IDTags& tags, bool wantVersion, bool keepRaw) {
 
     bool failed = false;
     const std::int64_t size = file.Size(&failed);
-    if (failed) return false;
+    if (failed) return Outcome::Unreadable;
     TagStart = size;
-    if (size < static_cast<std::int64_t>(kTailBytes)) return true;
+    if (size < static_cast<std::int64_t>(kTailBytes)) return Outcome::Whole;
 
     Id3v1Tail tail;
     const TailState state = ReadId3v1Tail(file, tail);
-    if (state == TailState::OutOfReach) return false;
+    // Not to be taken for a file without a tag: a writer would put its own behind one that is there.
+    if (state == TailState::Unreadable || state == TailState::TooShort) return Outcome::Unreadable;
     if (state == TailState::Tag) {
         TagStart -= static_cast<std::int64_t>(kId3v1Bytes);
         std::copy(tail.Tag().begin(), tail.Tag().end(), SavedID3v1.begin());
     }
 
-    FooterFields footer;
-    const Footer found = ReadFooter(TagStart, footer);
-    if (found != Footer::Present) return found == Footer::Absent;
+    Record footer;
+    const Presence found = ReadFooter(file, TagStart, footer);
+    if (found == Presence::Unreadable) return Outcome::Unreadable;
+    if (found == Presence::Absent) return Outcome::Whole;
     TagVersionNumber = footer.version;
-    if (!ReadItems(footer, tags)) return false;
+    if (footer.tagSize < kFooterBytes || footer.tagSize > TagStart) return Outcome::Damaged;
+    if (!ReadItems(footer, tags)) return Outcome::Unreadable;
 
     if (wantVersion && tags.count() > 0) {
         tags.AddText(kTagVersionName, TagVersionNumber == kVersion1 ? u"APEv1" : u"APEv2");
     }
     if (!keepRaw) MakeNamesOurs(tags);
-    return true;
+    return Outcome::Whole;
 }
 
-bool TagAPEv2::ReadItems(const FooterFields& footer, IDTags& tags) {
-    if (footer.tagSize < kFooterBytes || footer.tagSize > TagStart) return false;
+bool TagAPEv2::ReadItems(const Record& footer, IDTags& tags) {
     const std::int64_t itemsStart = TagStart - footer.tagSize;
-    clBuffer items;
-    if (!items.Resize(footer.tagSize - static_cast<std::uint32_t>(kFooterBytes)) ||
-        !file.Seek(itemsStart, clFile::Where::Start) ||
-        file.Read(items.data(), items.size()) != items.size()) {
+    // A header that would begin in front of the file isn't there.
+    const bool roomForHeader = itemsStart >= static_cast<std::int64_t>(kFooterBytes);
+    const std::size_t inFront = (footer.flags & kHasHeader) != 0 && roomForHeader ? kFooterBytes : 0;
+    const std::int64_t start = itemsStart - static_cast<std::int64_t>(inFront);
+    clBuffer bytes;
+    if (!bytes.Resize(static_cast<std::uint32_t>(inFront + footer.tagSize - kFooterBytes)) ||
+        !file.Seek(start, clFile::Where::Start) || file.Read(bytes.data(), bytes.size()) != bytes.size()) {
         return false;
     }
     ItemReader reader(footer.version, tags);
-    std::span<std::byte> rest = items.bytes();
-    Item item;
+    std::span<std::byte> rest = bytes.bytes().subspan(inFront);
+    StoredItem item;
     for (std::uint32_t left = footer.itemCount; left > 0 && TakeItem(rest, item); --left) reader.Add(item);
 
-    // The header is taken on the flag's word, but not where it would begin in front of the file.
-    constexpr auto kHeaderBytes = static_cast<std::int64_t>(kFooterBytes);
-    const bool header = (footer.flags & kHasHeader) != 0 && itemsStart >= kHeaderBytes;
-    TagStart = header ? itemsStart - kHeaderBytes : itemsStart;
+    TagStart = inFront > 0 && IsHeaderOf(bytes.data(), footer) ? start : itemsStart;
     return true;
 }

@@ -4,9 +4,13 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
+#include "tags/apev2_layout.h"
 #include "tags/base_tag.h"
 #include "tags/id3v1_tail.h"
+
+class TagIndex;
 
 class TagAPEv2 final : public BaseTag {
   public:
@@ -18,34 +22,39 @@ class TagAPEv2 final : public BaseTag {
 
     // A file shorter than 131 bytes has no tag.
     bool Read(IDTags& tags, bool wantVersion) noexcept override;
-    bool Exists() noexcept override;
+    Presence Look() noexcept override;
 
-    // Cuts the file where the old tag began and writes the new one there, the ID3v1 tag behind it again. A
-    // tag that can't be read stays, and the new one goes after it. Without anything to write the tag is gone.
-    // After a failed write the file stays cut.
+    // Values of more than 16 MiB aren't read.
+    bool Takes(const IDTags& tags) noexcept override;
+
+    // Writes the new tag where the old one began, the ID3v1 tag behind it again. A damaged tag stays, and the
+    // new one goes after it. Without anything to write the tag is gone. False when the file can't be read or
+    // written, memory is exhausted or a value isn't one that `Takes` lets pass; the old tags are there then.
     bool Write(const IDTags& tags, bool merge) noexcept override;
-    void Delete() noexcept override;
-    void DeleteTag(std::u16string_view name) noexcept override;
+    bool Delete() noexcept override;
+    bool DeleteTag(std::u16string_view name) noexcept override;
 
     // Read; with `keepRaw` a rating keeps the file's scale and a name another application's prefix.
     bool ReadRaw(IDTags& tags, bool wantVersion, bool keepRaw) noexcept;
 
   private:
-    enum class Footer { Unreadable, Absent, Present };
-    struct FooterFields;
+    // Whole: what the file holds was read, also when that is no tag. Damaged: the tag's size can't be true.
+    enum class Outcome { Whole, Damaged, Unreadable };
 
     // May run out of memory.
-    bool ReadTag(IDTags& tags, bool wantVersion, bool keepRaw);
-    bool ReadItems(const FooterFields& footer, IDTags& tags);
+    Outcome ReadTag(IDTags& tags, bool wantVersion, bool keepRaw);
+    bool ReadItems(const apev2::Record& footer, IDTags& tags);
     bool WriteTag(const IDTags& tags, bool merge);
-    void DeleteName(std::u16string_view name);
+    bool DeleteName(std::u16string_view name);
+    bool TakesAll(const IDTags& tags);
 
-    Footer ReadFooter(std::int64_t end, FooterFields& fields) noexcept;
-    bool AppendTag(const IDTags& tags);
-    void AppendSavedId3v1() noexcept;
+    Presence FindFooter(apev2::Record& footer) noexcept;
+    bool ReplaceBy(std::span<const std::byte> bytes, std::size_t lasting) noexcept;
+    std::span<const std::byte> BehindTag() const noexcept;  // the saved ID3v1 tag, when there is one
+    std::uint32_t NewVersion() const noexcept;
 
     // Gives `name` the prefix when `existing` has a name that begins with the prefixed one.
-    static void AdjustJukeBoxName(clString& name, const IDTags& existing);
+    static void AdjustJukeBoxName(clString& name, const TagIndex& existing);
 
     std::uint32_t TagVersionNumber = 0;  // 0 while no tag was found
     // Where the tag begins, its header included, or where one would go; -1 while the size isn't known.

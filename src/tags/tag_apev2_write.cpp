@@ -11,6 +11,7 @@
 #include "tags/apev2_format.h"
 #include "tags/art_key.h"
 #include "tags/multi_values.h"
+#include "tags/replace_tail.h"
 #include "tags/tag_apev2.h"
 #include "tags/tag_index.h"
 
@@ -41,7 +42,7 @@ bool MapItemKey(clString& name) {
         clString typeName;
         clString description;
         SplitArtKey(name, typeName, description);
-        const bool back = typeName.View() == PictureTypeKeyPart(kBackCover).substr(1);
+        const bool back = clString::EqualsNoCase(typeName, PictureTypeKeyPart(kBackCover).substr(1));
         name.Set(kCoverKey);
         name.Append(back ? kBackSide : kFrontSide);
         return true;
@@ -107,25 +108,48 @@ std::byte* PutFooter(std::byte* target, std::uint32_t version, std::uint32_t tag
     return target + kFooterBytes;
 }
 
-// The whole tag; false when there is no memory for it or it is larger than the format can say.
-bool RenderTag(const IDTags& tags, std::uint32_t version, clBuffer& buffer) {
+// What an entry takes in a file at most, in whatever encoding.
+std::uint64_t LargestValue(const IDTag& tag) noexcept {
+    constexpr std::uint64_t kUtf8Bytes = 3;  // for one unit of UTF-16
+    return kUtf8Bytes * static_cast<std::uint64_t>(tag.Value.Length()) + tag.Data.size() + kJpegName.size();
+}
+
+// The bytes from the beginning of the tag to the end of the file.
+struct Tail {
+    clBuffer bytes;
+    std::size_t lasting = 0;  // the others are the bridge
+};
+
+// Renders the tag, what stands behind it, and a bridge for a file that becomes shorter: a second footer for
+// the same items, and what stands behind it. A process that is ended before the file is cut leaves a tag with
+// this footer; without it the end of the file would be some bytes of the old one, and no reader would find
+// any tag. False when there is no memory, when the tag is larger than the format can say, or when a value is
+// larger than a reader takes.
+bool RenderTail(const IDTags& tags, std::uint32_t version, std::span<const std::byte> behind, Tail& tail) {
     const std::size_t headerBytes = version == kVersion2 ? kFooterBytes : 0;
+    const std::uint32_t flags = headerBytes > 0 ? kHasHeader : 0;
     std::vector<Item> items;
     std::uint64_t tagSize = kFooterBytes;
     for (const IDTag* tag : tags) {
         items.push_back(MakeItem(*tag, version));
+        if (items.back().ValueBytes() > kLargestValue) return false;
         tagSize += items.back().Bytes();
     }
-    const std::uint64_t total = tagSize + headerBytes;
-    if (total > std::numeric_limits<std::uint32_t>::max()) return false;
-    if (!buffer.Resize(static_cast<std::uint32_t>(total))) return false;
+    const std::uint64_t bridge = behind.size() + kFooterBytes;
+    const std::uint64_t lasting = headerBytes + tagSize + behind.size();
+    if (lasting + bridge > std::numeric_limits<std::uint32_t>::max()) return false;
+    if (!tail.bytes.Resize(static_cast<std::uint32_t>(lasting + bridge))) return false;
+    tail.lasting = static_cast<std::size_t>(lasting);
 
     const auto statedSize = static_cast<std::uint32_t>(tagSize);
-    const std::uint32_t flags = headerBytes > 0 ? kHasHeader : 0;
-    std::byte* target = buffer.data();
+    std::byte* target = tail.bytes.data();
     if (headerBytes > 0) target = PutFooter(target, version, statedSize, items.size(), flags | kIsHeader);
     for (const Item& item : items) target = PutItem(target, item);
-    PutFooter(target, version, statedSize, items.size(), flags);
+    target = PutFooter(target, version, statedSize, items.size(), flags);
+    target = PutBytes(target, behind.data(), behind.size());
+    const auto bridgedSize = static_cast<std::uint32_t>(tagSize + bridge);
+    target = PutFooter(target, version, bridgedSize, items.size(), flags);
+    PutBytes(target, behind.data(), behind.size());
     return true;
 }
 
@@ -146,16 +170,16 @@ bool TagAPEv2::Write(const IDTags& tags, bool merge) noexcept {
 
 bool TagAPEv2::WriteTag(const IDTags& tags, bool merge) {
     IDTags result;
-    ReadRaw(result, false, true);
+    if (ReadTag(result, false, true) == Outcome::Unreadable) return false;
     if (!merge) result.Clear();
 
+    TagIndex index(result, true);
     IDTags given;
     for (const IDTag* tag : tags) {
         IDTag& copy = given.AddCopy(*tag);
         if (merge && clString::EqualsNoCase(copy.Name, kRatingName)) copy.Value = RatingForFile(copy.Value);
-        AdjustJukeBoxName(copy.Name, result);
+        AdjustJukeBoxName(copy.Name, index);
     }
-    TagIndex index(result, true);
     for (IDTag* tag : given) {
         if (IDTag* old = index.Find(tag->Name)) {
             *old = std::move(*tag);
@@ -166,43 +190,75 @@ bool TagAPEv2::WriteTag(const IDTags& tags, bool merge) {
         }
     }
 
-    if (TagVersionNumber == 0) TagVersionNumber = WriteVersion1 ? kVersion1 : kVersion2;
-    if (TagStart != -1 && !file.SetLength(TagStart)) return false;
-    if (result.count() > 0 && !AppendTag(result)) return false;
-    AppendSavedId3v1();
-    return true;
+    if (TagVersionNumber == 0) TagVersionNumber = NewVersion();
+    if (result.count() == 0) return ReplaceTail(file, TagStart, BehindTag(), BehindTag().size());
+    Tail tail;
+    return RenderTail(result, TagVersionNumber, BehindTag(), tail) &&
+           ReplaceBy(tail.bytes.bytes(), tail.lasting);
 }
 
-bool TagAPEv2::AppendTag(const IDTags& tags) {
-    clBuffer buffer;
-    if (!RenderTag(tags, TagVersionNumber, buffer)) return false;
-    if (file.Write(buffer.data(), buffer.size(), clFile::Where::End)) return true;
-    // Half a tag would be junk that no later write finds.
-    if (TagStart != -1) file.SetLength(TagStart);
-    return false;
+bool TagAPEv2::ReplaceBy(std::span<const std::byte> bytes, std::size_t lasting) noexcept {
+    // The bridge is in the way of a file that grows, and of no use where the old footer stays whole till the
+    // cut.
+    const std::int64_t shrinksBy = file.Size() - TagStart - static_cast<std::int64_t>(lasting);
+    const auto bridge = static_cast<std::int64_t>(bytes.size() - lasting);
+    const bool bridged = shrinksBy > 0 && shrinksBy < bridge;
+    return ReplaceTail(file, TagStart, bridged ? bytes : bytes.first(lasting), lasting);
 }
 
-void TagAPEv2::AppendSavedId3v1() noexcept {
-    if (SavedID3v1.front() == std::byte{0}) return;
-    file.Write(SavedID3v1.data(), SavedID3v1.size(), clFile::Where::End);
+std::span<const std::byte> TagAPEv2::BehindTag() const noexcept {
+    if (SavedID3v1.front() == std::byte{0}) return {};
+    return SavedID3v1;
 }
 
-void TagAPEv2::Delete() noexcept {
-    IDTags tags;
-    if (Read(tags, false) && TagStart != -1 && file.SetLength(TagStart)) AppendSavedId3v1();
+std::uint32_t TagAPEv2::NewVersion() const noexcept {
+    return WriteVersion1 ? kVersion1 : kVersion2;
 }
 
-void TagAPEv2::DeleteTag(std::u16string_view name) noexcept {
+bool TagAPEv2::Takes(const IDTags& tags) noexcept {
     try {
-        DeleteName(name);
+        return TakesAll(tags);
     } catch (const std::bad_alloc&) {
-        return;  // before anything was written
+        return false;
     }
 }
 
-void TagAPEv2::DeleteName(std::u16string_view name) {
+bool TagAPEv2::TakesAll(const IDTags& tags) {
+    std::uint32_t version = 0;
+    for (const IDTag* tag : tags) {
+        if (LargestValue(*tag) <= kLargestValue) continue;
+        if (version == 0) {
+            Record footer;
+            version = FindFooter(footer) == Presence::Present ? footer.version : NewVersion();
+        }
+        if (MakeItem(*tag, version).ValueBytes() > kLargestValue) return false;
+    }
+    return true;
+}
+
+bool TagAPEv2::Delete() noexcept {
+    try {
+        IDTags tags;
+        const Outcome outcome = ReadTag(tags, false, true);
+        if (outcome != Outcome::Whole) return outcome == Outcome::Damaged;
+        return ReplaceTail(file, TagStart, BehindTag(), BehindTag().size());
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
+bool TagAPEv2::DeleteTag(std::u16string_view name) noexcept {
+    try {
+        return DeleteName(name);
+    } catch (const std::bad_alloc&) {
+        return false;  // before anything was written
+    }
+}
+
+bool TagAPEv2::DeleteName(std::u16string_view name) {
     IDTags tags;
-    if (!ReadRaw(tags, false, true)) return;
+    const Outcome outcome = ReadTag(tags, false, true);
+    if (outcome != Outcome::Whole) return outcome == Outcome::Damaged;
     bool removed = false;
     if (clString::BeginsWithNoCase(name, kArtPrefix)) {
         clString typeName;
@@ -211,19 +267,15 @@ void TagAPEv2::DeleteName(std::u16string_view name) {
         removed = tags.RemoveArt(typeName, description);
     } else {
         clString adjusted(name);
-        AdjustJukeBoxName(adjusted, tags);
+        AdjustJukeBoxName(adjusted, TagIndex(tags, true));
         removed = tags.Remove(adjusted);
     }
     // The entries are in the file's own form, ratings too, which a merge would convert.
-    if (removed) Write(tags, false);
+    return !removed || Write(tags, false);
 }
 
-void TagAPEv2::AdjustJukeBoxName(clString& name, const IDTags& existing) {
+void TagAPEv2::AdjustJukeBoxName(clString& name, const TagIndex& existing) {
     clString prefixed(kJukeBoxPrefix);
     prefixed.Append(name);
-    for (const IDTag* tag : existing) {
-        if (!clString::BeginsWithNoCase(tag->Name, prefixed)) continue;
-        name = prefixed;
-        return;
-    }
+    if (existing.HasPrefix(prefixed)) name = prefixed;
 }

@@ -7,9 +7,11 @@
 #include <span>
 #include <string>
 
+#include "tags/apev2_layout.h"
 #include "tags/id3v1_genres.h"
 #include "tags/id3v1_tail.h"
 #include "tags/multi_values.h"
+#include "tags/replace_tail.h"
 
 using namespace id3v1;
 
@@ -102,6 +104,12 @@ bool PutGenre(IDTags& tags, TagBytes& bytes) {
     return true;
 }
 
+bool HasPlaceFor(std::u16string_view name) noexcept {
+    return clString::EqualsNoCase(name, kGenreName) || clString::EqualsNoCase(name, kTrackName) ||
+           std::any_of(kFields.begin(), kFields.end(),
+                       [name](const Field& field) { return clString::EqualsNoCase(name, field.name); });
+}
+
 // Whether the tags have anything that the format holds.
 bool RenderTag(IDTags& tags, bool withTrack, TagBytes& bytes) {
     bytes.fill(std::byte{0});
@@ -129,25 +137,27 @@ clString TagID3v1::TagName() const {
     return u"ID3v1";
 }
 
-bool TagID3v1::Exists() noexcept {
+Presence TagID3v1::Look() noexcept {
     Id3v1Tail tail;
-    return ReadId3v1Tail(file, tail) == TailState::Tag;
+    const TailState state = ReadId3v1Tail(file, tail);
+    if (state == TailState::Unreadable) return Presence::Unreadable;
+    return state == TailState::Tag ? Presence::Present : Presence::Absent;
 }
 
 bool TagID3v1::Read(IDTags& tags, bool wantVersion) noexcept {
     try {
-        return ReadTag(tags, wantVersion);
+        const TailState state = ReadTag(tags, wantVersion);
+        return state == TailState::Tag || state == TailState::NoTag;
     } catch (const std::bad_alloc&) {
         return false;
     }
 }
 
-bool TagID3v1::ReadTag(IDTags& tags, bool wantVersion) {
+TailState TagID3v1::ReadTag(IDTags& tags, bool wantVersion) {
     tags.Clear();
     Id3v1Tail tail;
     const TailState state = ReadId3v1Tail(file, tail);
-    if (state == TailState::OutOfReach || state == TailState::Cut) return false;
-    if (state == TailState::NoTag) return true;
+    if (state != TailState::Tag) return state;
 
     const auto bytes = tail.Tag();
     for (const Field& field : kFields) AddField(tags, field, bytes);
@@ -156,7 +166,7 @@ bool TagID3v1::ReadTag(IDTags& tags, bool wantVersion) {
     const bool hasTrack = bytes[kTrackMarkOffset] == std::byte{0} && bytes[kTrackOffset] != std::byte{0};
     if (hasTrack) tags.AddText(kTrackName, clString::FromInt(std::to_integer<int>(bytes[kTrackOffset])));
     if (wantVersion && tags.count() > 0) tags.AddText(kTagVersionName, hasTrack ? u"ID3v1.1" : u"ID3v1.0");
-    return true;
+    return TailState::Tag;
 }
 
 bool TagID3v1::Write(const IDTags& tags, bool merge) noexcept {
@@ -169,31 +179,49 @@ bool TagID3v1::Write(const IDTags& tags, bool merge) noexcept {
 
 bool TagID3v1::WriteTag(const IDTags& tags, bool merge) {
     IDTags result;
-    Read(result, false);
-    const bool cut = result.count() > 0;
+    const TailState state = ReadTag(result, false);
+    if (state == TailState::Unreadable) return false;
+    const bool blank = result.count() == 0;
     if (!merge) result.Clear();
     for (const IDTag* tag : tags) {
+        if (!HasPlaceFor(tag->Name)) continue;
         IDTag* old = result.Find(tag->Name, false);
         (old != nullptr ? *old : result.Add()) = *tag;
     }
     TagBytes bytes;
     const bool content = RenderTag(result, !WriteVersion10, bytes);
-    if (cut && !CutTag()) return false;
-    if (content) file.Write(bytes.data(), bytes.size(), clFile::Where::End);
-    return true;
+
+    bool failed = false;
+    const std::int64_t size = file.Size(&failed);
+    if (failed) return false;
+    const std::int64_t tagStart = size - static_cast<std::int64_t>(kId3v1Bytes);
+    bool replaces = !blank;
+    if (state == TailState::Tag && blank && content) {
+        // A new tag behind a blank one would put an APE tag in front out of every reader's reach.
+        apev2::Record footer;
+        const Presence ape = apev2::ReadFooter(file, tagStart, footer);
+        if (ape == Presence::Unreadable) return false;
+        replaces = ape == Presence::Present;
+    }
+    const std::size_t newBytes = content ? bytes.size() : 0;
+    return ReplaceTail(file, replaces ? tagStart : size, std::span<const std::byte>(bytes).first(newBytes),
+                       newBytes);
 }
 
-// False when the file is too short for a tag, too.
-bool TagID3v1::CutTag() noexcept {
-    const std::int64_t start = file.Size() - static_cast<std::int64_t>(kId3v1Bytes);
-    return start >= 0 && file.SetLength(start);
+bool TagID3v1::Delete() noexcept {
+    const Presence there = Look();
+    if (there != Presence::Present) return there == Presence::Absent;
+    bool failed = false;
+    const std::int64_t size = file.Size(&failed);
+    return !failed && file.SetLength(size - static_cast<std::int64_t>(kId3v1Bytes));
 }
 
-void TagID3v1::Delete() noexcept {
-    if (Exists()) CutTag();
-}
-
-void TagID3v1::DeleteTag(std::u16string_view name) noexcept {
-    IDTags tags;
-    if (Read(tags, false) && tags.Remove(name)) Write(tags, false);
+bool TagID3v1::DeleteTag(std::u16string_view name) noexcept {
+    try {
+        IDTags tags;
+        if (ReadTag(tags, false) == TailState::Unreadable) return false;
+        return !tags.Remove(name) || Write(tags, false);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "tags/base_tag.h"
+#include "tags/id3v1_tail.h"
 
 class TagID3v1 final : public BaseTag {
   public:
@@ -13,21 +14,19 @@ class TagID3v1 final : public BaseTag {
 
     // False for a file shorter than 131 bytes: what stands in front of a tag belongs to the test for it.
     bool Read(IDTags& tags, bool wantVersion) noexcept override;
-    bool Exists() noexcept override;
+    Presence Look() noexcept override;
 
     // Writes what the format holds of the tags, cut at each field's bytes. Without anything to write the tag
-    // is gone. A tag whose fields are all empty isn't replaced: the new one goes behind it. Whether the new
-    // tag reached the file isn't told.
+    // is gone. A tag whose fields are all empty isn't replaced, unless it stands behind an APE tag: the new
+    // one goes behind it. When it is false the file is as it was.
     bool Write(const IDTags& tags, bool merge) noexcept override;
-    void Delete() noexcept override;
-    void DeleteTag(std::u16string_view name) noexcept override;
+    bool Delete() noexcept override;
+    bool DeleteTag(std::u16string_view name) noexcept override;
 
   private:
     // May run out of memory.
-    bool ReadTag(IDTags& tags, bool wantVersion);
+    TailState ReadTag(IDTags& tags, bool wantVersion);
     bool WriteTag(const IDTags& tags, bool merge);
-
-    bool CutTag() noexcept;
 
     bool WriteVersion10 = false;
 };

@@ -120,7 +120,7 @@ TEST_F(Apev2, NewTagIsWrittenToTheByte) {
                     Binary("blob", "x" + kNul),
                     Text("Encoded by", "\xC3\xA9\xE4\xB8\x80"),
                     Binary("_albumart_1_Media", kJpeg),
-                    Binary("_albumart_2_Back Album Cover<subdesc>d", kPng),
+                    Binary("_albumart_2_bACK Album cover<subdesc>d", kPng),
                     Binary("_albumart_3_Band", "PNG")};
     const std::vector<ApeItem> items{{"Artist", "A" + kNul + "B" + kNul},
                                      {"Title", "A\rB"},
@@ -171,6 +171,88 @@ TEST_F(Apev2, MergeKeepsWhatIsNotNamed) {
     EXPECT_EQ(Written<TagAPEv2>(kAudio + Ape(items) + kOldTag, {}, false), kAudio + kOldTag);
 }
 
+// A flag alone says little: writers set it in the wrong record, and files are cut.
+TEST_F(Apev2, TheFileBearsOutWhatAFooterSaysOfItself) {
+    constexpr std::uint32_t kBoth = 0xA0000000, kIsHeader = 0x20000000, kHasHeader = 0x80000000;
+    const std::vector<ApeItem> items{{"a", "1"}, {"b", "2"}};
+    const Tags both{Text("a", "1"), Text("b", "2")};
+    const std::string tag = Ape({{"new", "n"}});
+    const std::string bare = Ape(items, {.header = false});
+    std::string plainHeader = Ape(items);
+    plainHeader[23] = '\x80';
+    std::string otherHeader = Ape(items, {.flags = kBoth});
+    otherHeader[16] = 3;
+    struct Case {
+        const char* what;
+        std::string bytes;
+        Tags tags;
+        std::string rest;  // what a new tag stands behind
+    };
+    const Case cases[] = {
+        {"flagged, with its header", kAudio + Ape(items, {.flags = kBoth}), both, kAudio},
+        {"flagged, without one", kAudio + Ape(items, {.header = false, .flags = kIsHeader}), both, kAudio},
+        {"flagged, of version 1",
+         kAudio + Ape({{"a", "1" + kNul}}, {.version = 1000, .header = false, .flags = kIsHeader}),
+         {Text("a", "1")},
+         kAudio},
+        {"flagged, and the header says another thing", kAudio + otherHeader, {}, kAudio + otherHeader},
+        {"the rest of a tag", kAudio + tag.substr(0, 32), {}, kAudio + tag.substr(0, 32)},
+        {"the same without the other flag",
+         kAudio + Ape({}, {.header = false, .size = 99, .count = 2, .flags = kIsHeader}),
+         {},
+         kAudio + Ape({}, {.header = false, .size = 99, .count = 2, .flags = kIsHeader})},
+        {"one item too many",
+         kAudio + Ape(items, {.header = false, .count = 1, .flags = kIsHeader}),
+         {},
+         kAudio + Ape(items, {.header = false, .count = 1, .flags = kIsHeader})},
+        {"audio in the place of the header", kAudio + Ape(items, {.header = false, .flags = kHasHeader}),
+         both, kAudio},
+        {"another tag's footer there",
+         kAudio + bare + Ape({{"a", "1"}}, {.header = false, .flags = kHasHeader}),
+         {Text("a", "1")},
+         kAudio + bare},
+        {"a header with the footer's flags", kAudio + plainHeader, both, kAudio},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        for (const std::string& behind : {std::string(), kOldTag}) {
+            EXPECT_EQ(Read<TagAPEv2>(c.bytes + behind), c.tags);
+            const std::string written = Written<TagAPEv2>(c.bytes + behind, {Text("new", "n")}, false);
+            const bool old = c.bytes.find(Little32(1000)) != std::string::npos;
+            EXPECT_EQ(written,
+                      c.rest + (old ? Ape({{"new", "n" + kNul}}, {.version = 1000, .header = false}) : tag) +
+                          behind);
+        }
+    }
+}
+
+// What the reader doesn't take would be lost at the next write, with all items behind it.
+TEST_F(Apev2, RefusesWhatItCouldNotReadBack) {
+    const std::string largest(0x1000000, 'v');
+    const std::string old = kAudio + Ape({{"a", "b"}}) + kOldTag;
+    EXPECT_EQ(Read<TagAPEv2>(Written<TagAPEv2>(old, {Text("a", largest)})), (Tags{Text("a", largest)}));
+    const std::string v1 = kAudio + Ape({{"a", "b" + kNul}}, {.version = 1000, .header = false});
+    struct Case {
+        const std::string& bytes;
+        kit::Tag tag;
+    };
+    const Case cases[] = {{old, Text("c", largest + "v")},
+                          {old, Binary("_albumart_1_Media", largest.substr(14))},
+                          {v1, Text("c", largest)},
+                          // A kept item grows when it gets our name in front of the picture.
+                          {kAudio + Ape({Cover("(front)", kNul + largest.substr(1))}), Text("a", "b")}};
+    for (const Case& c : cases) {
+        EXPECT_EQ(With<TagAPEv2>(c.bytes,
+                                 [&](TagAPEv2& engine) {
+                                     IDTags tags;
+                                     Fill(tags, {c.tag});
+                                     EXPECT_EQ(engine.Takes(tags), &c == &cases[3]);
+                                     EXPECT_FALSE(engine.Write(tags, true));
+                                 }),
+                  c.bytes);
+    }
+}
+
 // Whatever a damaged tag says, nothing in front of it may go, and the ID3v1 tag stays the last.
 TEST_F(Apev2, DamagedTagStaysInFrontOfTheNewOne) {
     const std::string item = Ape({{"a", "b"}});
@@ -211,7 +293,7 @@ TEST_F(Apev2, DeletesByTagName) {
     for (const char16_t* name : {u"BPM", u"", u"Rat", u"absent", u"_albumart_1_Media<subdesc>x"}) {
         EXPECT_EQ(Without<TagAPEv2>(bytes, name), bytes) << clString(name).Utf8();
     }
-    EXPECT_EQ(Without<TagAPEv2>(bytes, u"_albumart_9_Front Album Cover<subdesc>x"),
+    EXPECT_EQ(Without<TagAPEv2>(bytes, u"_albumart_9_front Album Cover<subdesc>x"),
               rest({{"BPM", "3"}, items[3], items[5], Cover("(back)", back)}));
     EXPECT_EQ(With<TagAPEv2>(bytes, [](TagAPEv2& engine) { engine.Delete(); }), kAudio + kOldTag);
 }

@@ -51,6 +51,25 @@ TEST_F(Flows, UpdatesWhatIsThereAndCreatesApeOnly) {
     EXPECT_EQ(Written(kAudio + kOldTag + "junk", tags), kAudio + kOldTag + "junk" + ape);
 }
 
+// An APE tag is found at the end of a file and in front of one ID3v1 tag there, not of two.
+TEST_F(Flows, BlankId3v1TagDoesNotHideTheApeTag) {
+    const std::string blank = Id3v1({});
+    const std::string title = Id3v1({.title = "t"});
+    const std::string ape = Ape({{"Mood", "x"}, {"Title", "t"}});
+    EXPECT_EQ(Written(kAudio + Ape({{"Mood", "x"}}) + blank, {Text("Title", "t")}), kAudio + ape + title);
+    EXPECT_EQ(Written(kAudio + Ape({{"Mood", "x"}}) + blank, {Text("Mood", "y")}),
+              kAudio + Ape({{"Mood", "y"}}) + blank);
+    EXPECT_EQ(Written(kAudio + blank, {Text("Title", "t")}), kAudio + blank + Ape({{"Title", "t"}}) + title);
+}
+
+TEST_F(Flows, WhatOneEngineRefusesNoneWrites) {
+    const std::string bytes = kAudio + Ape({{"Title", "Old"}}) + kOldTag;
+    kit::WriteFile(file_, bytes);
+    EXPECT_FALSE(decoder_.WriteTags(file_, {Text("Title", "t"), Text("Large", std::string(0x1000001, 'x'))}));
+    EXPECT_EQ(decoder_.ErrorLog(), "Could not write APE tag  [WriteStdTags]\r\n");
+    EXPECT_TRUE(kit::ReadFile(file_) == bytes);
+}
+
 TEST_F(Flows, WriteAndDeleteGoInCircles) {
     const Tags tags{Text("Artist", "A\rB"), Text("rating", "7"),
                     Binary("_albumart_1_Front Album Cover", "\x89PNG"),

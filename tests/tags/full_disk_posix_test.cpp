@@ -36,16 +36,50 @@ class FullDiskPosix : public testing::Test {
     std::filesystem::path file_ = folder_ / "a.tta";
 };
 
-// Half a tag would stay for ever: no reader finds it and no writer replaces it.
-TEST_F(FullDiskPosix, FailedWriteIsToldAndLeavesTheFileCut) {
-    kit::WriteFile(file_, kAudio + Ape({{"a", "b"}}) + kOldTag);
-    bool written = true;
-    {
-        const SizeLimit limit(kAudio.size() + 400);
-        written = decoder_.WriteTags(file_, {Binary("_albumart_1_Media", std::string(10000, 'p'))});
+// Half a tag would hide a whole one from every reader, and a cut file would have none.
+TEST_F(FullDiskPosix, FailedWriteIsToldAndLeavesTheFileAsItWas) {
+    const kit::Tag cover = Binary("_albumart_1_Media", std::string(10000, 'p'));
+    const kit::Tag title = Text("Title", "New");
+    const std::string id3Log = "Could not write ID3 tag  [WriteStdTags]\r\n";
+    const std::string apeLog = "Could not write APE tag  [WriteStdTags]\r\n";
+    struct Case {
+        const char* what;
+        std::string tags;
+        kit::Tag given;
+        std::size_t room;
+        std::string log;
+    };
+    const Case cases[] = {
+        {"all", Ape({{"a", "b"}}) + kOldTag, cover, 400, apeLog},
+        {"not even the old ones", Ape({{"a", "b"}}) + kOldTag, cover, 20, id3Log},
+        {"version 1", Ape({{"a", "b"}}, {.version = 1000, .header = false}), cover, 60, apeLog},
+        {"ID3v1 alone", kOldTag, cover, 300, apeLog},
+        {"none", "", cover, 300, apeLog},
+        {"a blank ID3v1 tag", Id3v1({}), title, 200, id3Log},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        kit::WriteFile(file_, kAudio + c.tags);
+        kit::TestDecoder decoder(plugin_);
+        bool written = true;
+        {
+            const SizeLimit limit(kAudio.size() + c.room);
+            written = decoder.WriteTags(file_, {c.given});
+        }
+        EXPECT_FALSE(written);
+        EXPECT_EQ(decoder.ErrorLog(), c.log);
+        EXPECT_EQ(kit::ReadFile(file_), kAudio + c.tags);
     }
-    EXPECT_FALSE(written);
-    EXPECT_EQ(decoder_.ErrorLog(), "Could not write APE tag  [WriteStdTags]\r\n");
+}
+
+// Deleting is how a user makes room.
+TEST_F(FullDiskPosix, DeletingNeedsNoRoom) {
+    const std::string before = kAudio + Ape({{"a", "b"}, {"c", "d"}}) + kOldTag;
+    kit::WriteFile(file_, before);
+    const SizeLimit limit(before.size());
+    EXPECT_TRUE(decoder_.DeleteTags(file_, {"a"}));
+    EXPECT_EQ(kit::ReadFile(file_), kAudio + Ape({{"c", "d"}}) + kOldTag);
+    EXPECT_TRUE(decoder_.DeleteTags(file_));
     EXPECT_EQ(kit::ReadFile(file_), kAudio);
 }
 

@@ -19,7 +19,8 @@ std::string Ape(const std::vector<ApeItem>& items, const ApeClaims& claims) {
                                Little32(claims.count.value_or(static_cast<std::uint32_t>(items.size())));
     const std::string reserved(8, '\0');
     const std::string header = claims.header ? record + Little32(0xA0000000) + reserved : "";
-    return header + body + record + Little32(claims.header ? 0x80000000 : 0) + reserved;
+    return header + body + record + Little32(claims.flags.value_or(claims.header ? 0x80000000 : 0)) +
+           reserved;
 }
 
 std::string Id3v1(const Id3v1Fields& fields) {

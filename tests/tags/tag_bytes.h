@@ -23,6 +23,7 @@ struct ApeClaims {
     bool header = true;
     std::optional<std::uint32_t> size = {};
     std::optional<std::uint32_t> count = {};
+    std::optional<std::uint32_t> flags = {};  // of the footer
 };
 
 std::string Little32(std::uint32_t value);

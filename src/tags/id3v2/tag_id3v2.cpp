@@ -142,16 +142,25 @@ void TagID3v2::ReadTag(IDTags& tags, bool wantVersion) {
     rejoinNames(tags);
 }
 
-std::uint64_t TagID3v2::tagSizeOnDisk() noexcept {
+Presence TagID3v2::Look() noexcept {
+    bool failed = false;
+    const bool there = tagSizeOnDisk(&failed) != 0;
+    if (failed) return Presence::Unreadable;
+    return there ? Presence::Present : Presence::Absent;
+}
+
+std::uint64_t TagID3v2::tagSizeOnDisk(bool* failed) noexcept {
     constexpr std::size_t kFlagsAt = 5;
     constexpr std::size_t kSizeAt = 6;
     constexpr std::uint8_t kUnknownFlags = 0x0F;
     constexpr std::uint8_t kFooter = 0x10;
     constexpr std::uint64_t kFooterBytes = 10;
 
-    file.Seek(static_cast<std::int64_t>(tagOffset), clFile::Where::Start);
     std::array<std::byte, kTagHeaderBytes> header{};
-    if (file.Read(header.data(), header.size()) < header.size()) return 0;
+    bool broken = !file.Seek(static_cast<std::int64_t>(tagOffset), clFile::Where::Start);
+    const std::size_t read = broken ? 0 : file.Read(header.data(), header.size(), &broken);
+    if (failed != nullptr) *failed = broken;
+    if (read < header.size()) return 0;
     const auto flags = std::to_integer<std::uint8_t>(header[kFlagsAt]);
     if (std::memcmp(header.data(), kTagSignature.data(), kTagSignature.size()) != 0) return 0;
     if ((flags & kUnknownFlags) != 0 || (GetBig32(header.data() + kSizeAt) & kSynchsafeMask) != 0) return 0;

@@ -25,18 +25,19 @@ class TagID3v2 final : public BaseTag {
     // True, with an empty collection, for a file without a tag and for one with a damaged tag. The version
     // entry, which stands first, is the one with which the tag could be read.
     bool Read(IDTags& tags, bool wantVersion) noexcept override;
-    bool Exists() noexcept override { return tagSizeOnDisk() != 0; }
+    Presence Look() noexcept override;
 
     // The names in `tags` replace those of the file, whose other frames stay; an empty value removes a name.
     // With `deleteOnly` the names are removed whatever their values. A tag that can't be parsed is replaced;
     // one that ends up without frames is taken out. False when the tag can't be rendered; the file is
     // untouched then. Failures of the file itself aren't told.
     bool Write(const IDTags& tags, bool deleteOnly) noexcept override;
-    void Delete() noexcept override;
-    void DeleteTag(std::u16string_view name) noexcept override;
+    bool Delete() noexcept override;
+    bool DeleteTag(std::u16string_view name) noexcept override;
 
-    // The bytes that the tag takes with its header and footer; 0 without a usable one.
-    std::uint64_t tagSizeOnDisk() noexcept;
+    // The bytes that the tag takes with its header and footer; 0 without a usable one, and with `failed` set
+    // when the file can't be read.
+    std::uint64_t tagSizeOnDisk(bool* failed = nullptr) noexcept;
 
     // To be set before use. Padding keeps the tag's old size when the new one leaves no more room than this;
     // the tag's size is a multiple of `alignment`, 1 or 2.

@@ -254,18 +254,18 @@ std::uint64_t TagID3v2::RoomOnDisk() noexcept {
     return alignment == 2 && size % 2 != 0 ? size + 1 : size;
 }
 
-void TagID3v2::Delete() noexcept {
+bool TagID3v2::Delete() noexcept {
     const auto oldSize = static_cast<std::int64_t>(RoomOnDisk());
-    if (oldSize != 0 && !PassesEndOfFile())
-        file.ShiftTail(static_cast<std::int64_t>(tagOffset) + oldSize, -oldSize);
+    if (oldSize == 0) return true;
+    return !PassesEndOfFile() && file.ShiftTail(static_cast<std::int64_t>(tagOffset) + oldSize, -oldSize);
 }
 
-void TagID3v2::DeleteTag(std::u16string_view name) noexcept {
+bool TagID3v2::DeleteTag(std::u16string_view name) noexcept {
     try {
         IDTags tags;
         tags.AddText(name, u"");
-        Write(tags, true);
+        return Write(tags, true);
     } catch (const std::bad_alloc&) {
-        return;  // the tag stays as it is
+        return false;  // the tag stays as it is
     }
 }
