@@ -29,6 +29,19 @@ bool EndsInId3v1(File file) {
            !Holds(file, file.size() - kTail, "APE");
 }
 
+bool ItemsFill(File items, std::uint32_t count) {
+    std::size_t at = 0;
+    for (; count > 0; --count) {
+        if (items.size() - at < 8) return false;
+        const std::uint32_t valueSize = GetLittle32(items.data() + at);
+        at += 8;
+        while (at < items.size() && items[at] != std::byte{0}) ++at;
+        if (at == items.size() || items.size() - at - 1 < valueSize) return false;
+        at += 1 + valueSize;
+    }
+    return at == items.size();
+}
+
 // Where an APE tag at the very end begins by its own word; the end when there is none.
 std::size_t ApeStart(File file) {
     if (file.size() < kFooter || !Holds(file, file.size() - kFooter, "APETAGEX")) return file.size();
@@ -36,10 +49,20 @@ std::size_t ApeStart(File file) {
     const std::uint32_t version = GetLittle32(footer + 8);
     const std::uint32_t tagSize = GetLittle32(footer + 12);
     const std::uint32_t flags = GetLittle32(footer + 20);
-    if ((version != 1000 && version != 2000) || (flags & 0x20000000U) != 0) return file.size();
+    if (version != 1000 && version != 2000) return file.size();
     if (tagSize < kFooter || tagSize > file.size()) return file.size();
     const std::size_t start = file.size() - tagSize;
-    return (flags & 0x80000000U) != 0 && start >= kFooter ? start - kFooter : start;
+    const bool saysHeader = (flags & 0x80000000U) != 0;
+    const bool header = saysHeader && start >= kFooter && Holds(file, start - kFooter, "APETAGEX");
+    if ((flags & 0x20000000U) != 0) {
+        // The rest of a tag that was cut off, unless the file holds a whole one.
+        constexpr std::size_t kClaims = 12;  // version, size, count
+        const bool same = header && std::memcmp(footer + 8, file.data() + start - kFooter + 8, kClaims) == 0;
+        const bool whole =
+            saysHeader ? same : ItemsFill(file.subspan(start, tagSize - kFooter), GetLittle32(footer + 16));
+        if (!whole) return file.size();
+    }
+    return header ? start - kFooter : start;
 }
 
 // What no job may touch. An ID3v1 tag that goes may uncover another, and that an APE tag.

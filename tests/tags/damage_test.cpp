@@ -1,6 +1,10 @@
 // Files that were cut or overwritten anywhere: nothing in front of the tags may change.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <functional>
+#include <set>
+
 #include "kit/files.h"
 #include "support/cllog.h"
 #include "tag_bytes.h"
@@ -77,6 +81,54 @@ TEST_F(Damage, AHundredThousandItemsAreNoTrouble) {
     ASSERT_TRUE(DeleteStdTags(path, u"same\0", {}));
     ASSERT_TRUE(ReadStdTags(path, tags, version, {}));
     EXPECT_EQ(tags.count(), 50000);
+}
+
+constexpr std::uint64_t kMultiplier = 0xC6A4A7935BD1E995;
+constexpr std::uint64_t kInverse = 0x5F7A0EA7E59B19BD;  // modulo 2 to the 64th
+static_assert(kMultiplier * kInverse == 1);
+
+std::uint64_t Mixed(std::uint64_t value) {
+    return value ^ (value >> 47);
+}
+
+// Names of eight units that have one hash in the standard library, which is MurmurHash64A with a fixed seed:
+// the second half brings the state back to 0.
+std::vector<ApeItem> CollidingItems(std::size_t count) {
+    const auto toName = [](std::uint64_t first, std::uint64_t second) {
+        std::u16string name;
+        for (const std::uint64_t half : {first, second}) {
+            for (int shift = 0; shift < 64; shift += 16) name += static_cast<char16_t>(half >> shift);
+        }
+        return name;
+    };
+    const auto isUsable = [](char16_t unit) {
+        return unit != 0 && (unit < 0xD800 || unit > 0xDFFF) && (unit < u'A' || unit > u'Z');
+    };
+    constexpr std::uint64_t kSeed = 0xC70F6907;
+    const std::uint64_t start = kSeed ^ (16 * kMultiplier);
+    std::vector<ApeItem> items;
+    for (std::uint64_t first = 0x0123456789ABCDEF; items.size() < count; first += 0x9E3779B97F4A7C15) {
+        const std::uint64_t state = (start ^ (Mixed(first * kMultiplier) * kMultiplier)) * kMultiplier;
+        const std::u16string name = toName(first, Mixed(state * kInverse) * kInverse);
+        if (std::ranges::all_of(name, isUsable)) items.push_back({clString(name).Utf8(), "v"});
+    }
+    return items;
+}
+
+// A file that chooses its names against a hash must not make reading quadratic.
+TEST_F(Damage, NamesOfOneHashAreNoTrouble) {
+    kit::WriteFile(file_, Ape(CollidingItems(100000)));
+    const clString path{std::u16string_view(file_.u16string())};
+    IDTags tags;
+    clString version;
+    ASSERT_TRUE(ReadStdTags(path, tags, version, {}));
+    EXPECT_EQ(tags.count(), 100000);
+    if constexpr (sizeof(std::size_t) == 8) {
+        std::set<std::size_t> hashes;
+        for (const IDTag* tag : tags) hashes.insert(std::hash<std::u16string_view>()(tag->Name));
+        EXPECT_EQ(hashes.size(), 1U) << "the names don't do what they are here for";
+    }
+    ASSERT_TRUE(DeleteStdTags(path, u"absent\0", {}));
 }
 
 }  // namespace
