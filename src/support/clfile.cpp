@@ -8,8 +8,69 @@
 #include "platform/error.h"
 
 namespace {
-constexpr std::size_t kBlockBytes = 65536;
-}
+constexpr std::int64_t kBlockBytes = 65536;
+
+// A row of bytes on its way through a file, to a place that may overlap the old one. `block` holds
+// kBlockBytes.
+class TailMove {
+  public:
+    TailMove(clFile& file, std::int64_t from, std::int64_t to, std::int64_t count, char* block) noexcept
+        : file_(file), from_(from), to_(to), count_(count), block_(block) {}
+
+    bool Forth() noexcept {
+        while (moved_ < count_) {
+            const std::int64_t step = std::min(count_ - moved_, kBlockBytes);
+            const std::int64_t offset = OffsetOf(step);
+            if (!MovePiece(from_ + offset, to_ + offset, step)) return false;
+            moved_ += step;
+        }
+        return true;
+    }
+
+    // Undoes what Forth could do, from its last piece on. False when the disk doesn't allow it; every byte is
+    // in the file even then, some in the new place and some in the old one.
+    bool Back() noexcept {
+        while (moved_ > 0) {
+            if (lost_) return false;
+            const std::int64_t last = moved_ % kBlockBytes;
+            const std::int64_t step = last == 0 ? kBlockBytes : last;
+            moved_ -= step;
+            const std::int64_t offset = OffsetOf(step);
+            if (!MovePiece(to_ + offset, from_ + offset, step)) return false;
+        }
+        return true;
+    }
+
+  private:
+    // Of the piece behind those that were moved. They go away from the direction of the move, so that no byte
+    // is overwritten before it was read.
+    std::int64_t OffsetOf(std::int64_t step) const noexcept {
+        return to_ > from_ ? count_ - moved_ - step : moved_;
+    }
+
+    // A write that fails halfway may have overwritten the place that the piece comes from.
+    bool MovePiece(std::int64_t source, std::int64_t target, std::int64_t step) noexcept {
+        const auto count = static_cast<std::size_t>(step);
+        if (!file_.Seek(source, clFile::Where::Start) || file_.Read(block_, count) != count) return false;
+        if (WriteAt(target, count)) return true;
+        lost_ = !WriteAt(source, count);
+        return false;
+    }
+
+    bool WriteAt(std::int64_t position, std::size_t count) noexcept {
+        return file_.Seek(position, clFile::Where::Start) && file_.Write(block_, count, clFile::Where::Here);
+    }
+
+    clFile& file_;
+    std::int64_t from_;
+    std::int64_t to_;
+    std::int64_t count_;
+    char* block_;
+    std::int64_t moved_ = 0;
+    bool lost_ = false;  // of a piece that couldn't be moved nobody knows how much is in its place
+};
+
+}  // namespace
 
 bool clFile::Open(std::uint32_t access) {
     Close();
@@ -66,10 +127,10 @@ bool clFile::SetLength(std::int64_t length) noexcept {
     std::int64_t missing = length - Size(&failed);
     if (failed || length < 0) return false;
     if (missing <= 0) return Seek(length, Where::Start) && platform::EndFileHere(handle);
-    const std::unique_ptr<char[]> zeros(new (std::nothrow) char[kBlockBytes]());
+    const std::unique_ptr<char[]> zeros(new (std::nothrow) char[std::size_t{kBlockBytes}]());
     if (zeros == nullptr || !Seek(0, Where::End)) return false;
     while (missing > 0) {
-        const auto step = static_cast<std::size_t>(std::min<std::int64_t>(missing, kBlockBytes));
+        const auto step = static_cast<std::size_t>(std::min(missing, kBlockBytes));
         if (!Write(zeros.get(), step, Where::Here)) return false;
         missing -= static_cast<std::int64_t>(step);
     }
@@ -90,30 +151,26 @@ bool clFile::TakeRoom(std::int64_t length) noexcept {
     return false;
 }
 
-bool clFile::MovePiece(std::int64_t from, std::int64_t to, void* block, std::size_t count) noexcept {
-    return Seek(from, Where::Start) && Read(block, count) == count && Seek(to, Where::Start) &&
-           Write(block, count, Where::Here);
-}
-
-bool clFile::ShiftTail(std::int64_t position, std::int64_t delta) noexcept {
+bool clFile::ShiftTail(std::int64_t position, std::int64_t delta, bool* torn) noexcept {
+    if (torn != nullptr) *torn = false;
     bool failed = false;
     const std::int64_t size = Size(&failed);
     if (failed) return false;
     if (delta == 0 || position < 0) return true;
     const std::unique_ptr<char[]> block(new (std::nothrow) char[kBlockBytes]);
     if (block == nullptr) return false;
-    bool moved = true;
-    // Away from the direction of the move, so that no byte is overwritten before it was read.
-    const std::int64_t tail = std::max<std::int64_t>(size - position, 0);
+    const std::int64_t length = std::max<std::int64_t>(size + delta, 0);
+    if (delta > 0 && !TakeRoom(length)) return false;
+
     const std::int64_t target = std::max<std::int64_t>(position + delta, 0);
-    for (std::int64_t done = 0; done < tail && moved;) {
-        const std::int64_t step = std::min<std::int64_t>(tail - done, kBlockBytes);
-        const std::int64_t offset = delta > 0 ? tail - done - step : done;
-        moved = MovePiece(position + offset, target + offset, block.get(), static_cast<std::size_t>(step));
-        done += step;
-    }
-    const bool resized = SetLength(std::max<std::int64_t>(size + delta, 0));
-    return moved && resized;
+    TailMove tail(*this, position, target, std::max<std::int64_t>(size - position, 0), block.get());
+    if (tail.Forth() && (delta > 0 || SetLength(length))) return true;
+    const std::uint32_t why = platform::LastError();
+    const bool back = tail.Back();
+    if (back) SetLength(size);
+    if (torn != nullptr) *torn = !back;
+    platform::SetLastError(why);
+    return false;
 }
 
 clString clFile::OpenErrorText(const char16_t* path) {

@@ -46,9 +46,11 @@ class clFile {
     bool TakeRoom(std::int64_t length) noexcept;
 
     // Moves all bytes from `position` to the end by `delta`, and the end with them. After a positive delta
-    // the bytes at `position` are the old ones still, for the caller to overwrite. The length changes even
-    // after a failure.
-    bool ShiftTail(std::int64_t position, std::int64_t delta) noexcept;
+    // the bytes at `position` are the old ones still, for the caller to overwrite. The room for it is taken
+    // before a byte moves. After a failure everything from `position` on is where it was; `torn` is set when
+    // the disk didn't allow even that, and then a part of the bytes has moved and none is missing. What a
+    // negative delta overwrites in front of `position` is the caller's to put back.
+    bool ShiftTail(std::int64_t position, std::int64_t delta, bool* torn = nullptr) noexcept;
 
     // What to log after a failed Open, with the last error.
     static clString OpenErrorText(const char16_t* path);
@@ -58,7 +60,4 @@ class clFile {
     platform::FileHandle handle = platform::FileHandle::Closed;
     bool ownsHandle = false;
     std::uint32_t shareMode = kShareReadWrite;
-
-  private:
-    bool MovePiece(std::int64_t from, std::int64_t to, void* block, std::size_t count) noexcept;
 };

@@ -24,7 +24,8 @@ class BaseTag {
 
     // Replaces the collection by what the file holds; a file without such a tag gives an empty one and true.
     // False when the file can't be read or the tag is damaged; what was read until then stays in `tags`.
-    // `wantVersion` adds a "TagVersion" entry when there is a tag that holds something.
+    // `wantVersion` adds a "TagVersion" entry: to those of an APE or ID3v1 tag as the last, when there are
+    // any; to those of an ID3v2 tag as the first, even when it holds nothing that is shown.
     virtual bool Read(IDTags& tags, bool wantVersion) noexcept = 0;
 
     // Whether the file has such a tag, whatever is in it.
@@ -42,8 +43,8 @@ class BaseTag {
     // Removes the whole tag. False when the file or memory fails.
     virtual bool Delete() noexcept = 0;
 
-    // Removes the entries of that name, a name as Read gives it, and rewrites the tag when there were any.
-    // False as with Delete.
+    // Removes the entries of that name, a name as Read gives it, and rewrites the tag when there were any;
+    // without any the file isn't touched. False as with Delete.
     virtual bool DeleteTag(std::u16string_view name) noexcept = 0;
 
   protected:

@@ -7,6 +7,8 @@
 #include <iterator>
 #include <string>
 
+#include "kit/file_faults.h"
+
 namespace {
 
 // A file of its own for each test, in the system's folder for such files.
@@ -52,6 +54,51 @@ TEST_F(FileTest, ShiftTailMovesAnyTailInBothDirections) {
         const auto target = static_cast<std::size_t>(c.position + c.delta);
         EXPECT_EQ(after.substr(target), bytes.substr(position));
         EXPECT_EQ(after.substr(0, std::min(position, target)), bytes.substr(0, std::min(position, target)));
+    }
+}
+
+// Whatever fails on the way, everything behind the position is where it was; a disk that takes no more bytes
+// at all keeps each of them in one of the two places.
+TEST_F(FileTest, ShiftTailMovesBackWhatAFailureLeft) {
+    std::string bytes(200000, '\0');
+    for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>((i * 7 + i / 251) & 0xFF);
+    constexpr std::size_t kPosition = 80000;
+    for (const std::int64_t delta : {100, -100, 70000, -70000}) {
+        const std::size_t given = delta < 0 ? static_cast<std::size_t>(-delta) : 0;
+        for (const auto fault : {kit::FileFault::Once, kit::FileFault::Half, kit::FileFault::Lasting}) {
+            bool happened = true;
+            for (std::size_t at = 0; happened; ++at) {
+                SCOPED_TRACE(testing::Message()
+                             << delta << " at " << at << " fault " << static_cast<int>(fault));
+                Write(bytes);
+                clFile file(Path());
+                ASSERT_TRUE(file.Open(clFile::kRead | clFile::kWrite));
+                bool torn = false;
+                bool moved = false;
+                {
+                    const kit::FileFaults faults(fault, at);
+                    moved = file.ShiftTail(kPosition, delta, &torn);
+                    happened = faults.Happened();
+                }
+                file.Close();
+                const std::string after = Bytes();
+                ASSERT_EQ(moved, !happened);
+                ASSERT_TRUE(!torn || fault == kit::FileFault::Lasting);
+                if (moved) {
+                    ASSERT_EQ(after.substr(kPosition + static_cast<std::size_t>(delta)),
+                              bytes.substr(kPosition));
+                } else if (!torn) {
+                    ASSERT_EQ(after.substr(0, kPosition - given), bytes.substr(0, kPosition - given));
+                    ASSERT_EQ(after.substr(kPosition, bytes.size() - kPosition), bytes.substr(kPosition));
+                    ASSERT_TRUE(after.size() == bytes.size() || fault == kit::FileFault::Lasting);
+                } else {
+                    for (std::size_t i = kPosition; i < bytes.size(); ++i) {
+                        const std::size_t other = i + static_cast<std::size_t>(delta);
+                        ASSERT_TRUE(after[i] == bytes[i] || after[other] == bytes[i]) << i;
+                    }
+                }
+            }
+        }
     }
 }
 

@@ -10,8 +10,6 @@ namespace {
 
 using platform::CodePage;
 
-// More NULs than this in one body are no text.
-constexpr std::size_t kMostStrings = 1024;
 constexpr char16_t kByteOrderMark = 0xFEFF;
 constexpr char16_t kSwappedMark = 0xFFFE;
 constexpr std::uint8_t kPictureTypes = 21;

@@ -18,6 +18,9 @@ inline constexpr unsigned kEncodingUtf16 = 1;     // a byte order mark precedes 
 inline constexpr unsigned kEncodingUtf16Big = 2;  // no mark; from version 2.4 on
 inline constexpr unsigned kEncodingUtf8 = 3;      // from version 2.4 on
 
+// More NULs than this in one body are no text.
+inline constexpr std::size_t kMostStrings = 1024;
+
 inline constexpr std::size_t kLanguageBytes = 3;
 // Bytes of a text body in front of its strings: the encoding, and the language where there is one.
 std::size_t textHeaderBytes(std::uint32_t id) noexcept;

@@ -109,6 +109,11 @@ bool isNormalisationData(std::string_view text) {
     return text.find_first_not_of(" 0123456789abcdefABCDEF") == std::string_view::npos;
 }
 
+// A frame with more strings is no text for the reader, and lost at the next write.
+void requireReadable(std::size_t strings) {
+    if (strings > kMostStrings) throw writeError();
+}
+
 class FrameMaker {
   public:
     FrameMaker(std::list<id3frame>& frames, std::uint32_t version, const WriteSettings& settings)
@@ -190,6 +195,7 @@ class FrameMaker {
     // Version 2.4 separates strings; earlier ones join them.
     bool writeMultiFrame(std::uint32_t id, const ValueList& values, char separator) {
         if (version_ < kVersion24) return writeText(id, joined(values, separator));
+        requireReadable(values.size());
         id3frame& frame = add(id);
         setFrameText(frame, values.front(), settings_);
         for (std::size_t i = 1; i < values.size(); ++i) appendFrameText(frame, values[i]);
@@ -257,6 +263,7 @@ class FrameMaker {
             settings.encoding = kEncodingAnsi;
             writeDescribed(kUserTextFrame, name, values.front(), settings);
         } else if (version_ >= kVersion24) {
+            requireReadable(1 + values.size());
             id3frame& frame = add(kUserTextFrame);
             setFrameText(frame, name, settings_);
             for (const std::string& value : values) appendFrameText(frame, value);

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstring>
 #include <limits>
+#include <new>
 #include <span>
 #include <utility>
 
@@ -30,8 +31,6 @@ constexpr std::uint8_t kFrameHiddenStatus24 = 0x70;  // status: alter preservati
 constexpr std::uint8_t kFrameHidden24 = 0x44;        // format: grouping, encryption
 constexpr std::uint8_t kFrameCompressed24 = 0x08;    // format
 
-// A frame body of versions 2.3 and 2.4 is smaller than this.
-constexpr std::uint32_t kFrameSizeLimit = 0x4000000;
 constexpr std::uint32_t kDataLengthBytes = 4;
 constexpr std::uint32_t kExtendedHeaderSmallest24 = 6;
 
@@ -237,6 +236,8 @@ bool reparseAsV23(id3tag& tag, streamIn& window, std::uint8_t flags, parseCallba
         tag.frames.swap(attempt.frames);
         tag.version = kVersion23;
         return true;
+    } catch (const std::bad_alloc&) {
+        throw;  // says nothing about the tag
     } catch (...) {
         return false;
     }

@@ -39,6 +39,9 @@ inline constexpr std::uint32_t kVersion22 = 2;
 inline constexpr std::uint32_t kVersion23 = 3;
 inline constexpr std::uint32_t kVersion24 = 4;
 
+// What a frame of versions 2.3 and 2.4 takes behind its header is smaller than this.
+inline constexpr std::uint32_t kFrameSizeLimit = 0x4000000;
+
 inline constexpr std::string_view kTagSignature = "ID3";
 inline constexpr std::size_t kTagHeaderBytes = 10;
 

@@ -143,29 +143,39 @@ void TagID3v2::ReadTag(IDTags& tags, bool wantVersion) {
 }
 
 Presence TagID3v2::Look() noexcept {
-    bool failed = false;
-    const bool there = tagSizeOnDisk(&failed) != 0;
-    if (failed) return Presence::Unreadable;
+    const bool there = tagSizeOnDisk() != 0;
+    if (unreadable) return Presence::Unreadable;
     return there ? Presence::Present : Presence::Absent;
 }
 
-std::uint64_t TagID3v2::tagSizeOnDisk(bool* failed) noexcept {
+std::uint64_t TagID3v2::tagSizeOnDisk() noexcept {
+    constexpr std::size_t kVersionAt = 3;
     constexpr std::size_t kFlagsAt = 5;
     constexpr std::size_t kSizeAt = 6;
     constexpr std::uint8_t kUnknownFlags = 0x0F;
     constexpr std::uint8_t kFooter = 0x10;
     constexpr std::uint64_t kFooterBytes = 10;
+    constexpr std::string_view kFooterSignature = "3DI";
 
     std::array<std::byte, kTagHeaderBytes> header{};
-    bool broken = !file.Seek(static_cast<std::int64_t>(tagOffset), clFile::Where::Start);
-    const std::size_t read = broken ? 0 : file.Read(header.data(), header.size(), &broken);
-    if (failed != nullptr) *failed = broken;
-    if (read < header.size()) return 0;
+    if (!ReadAt(tagOffset, header)) return 0;
     const auto flags = std::to_integer<std::uint8_t>(header[kFlagsAt]);
     if (std::memcmp(header.data(), kTagSignature.data(), kTagSignature.size()) != 0) return 0;
     if ((flags & kUnknownFlags) != 0 || (GetBig32(header.data() + kSizeAt) & kSynchsafeMask) != 0) return 0;
-    const std::uint64_t footer = (flags & kFooter) != 0 ? kFooterBytes : 0;
-    return readSynchsafe(header.data() + kSizeAt) + kTagHeaderBytes + footer;
+    const std::uint64_t size = readSynchsafe(header.data() + kSizeAt) + kTagHeaderBytes;
+    // On the flag alone audio would be taken for the footer.
+    if ((flags & kFooter) == 0 || header[kVersionAt] != std::byte{kVersion24}) return size;
+    std::array<std::byte, kFooterSignature.size()> footer{};
+    const bool stands = ReadAt(tagOffset + size, footer) &&
+                        std::memcmp(footer.data(), kFooterSignature.data(), footer.size()) == 0;
+    return stands ? size + kFooterBytes : size;
+}
+
+bool TagID3v2::ReadAt(std::uint64_t position, std::span<std::byte> bytes) noexcept {
+    bool failed = !file.Seek(static_cast<std::int64_t>(position), clFile::Where::Start);
+    const bool whole = !failed && file.Read(bytes.data(), bytes.size(), &failed) == bytes.size();
+    if (failed) unreadable = true;
+    return whole;
 }
 
 bool TagID3v2::readTagFrom(id3tag& tag, clFile& source, std::uint64_t position) noexcept {

@@ -1,7 +1,9 @@
 // The ID3v2 tag at the start of a file.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <span>
 
 #include "tags/base_tag.h"
 #include "tags/id3v2/parser.h"
@@ -27,17 +29,22 @@ class TagID3v2 final : public BaseTag {
     bool Read(IDTags& tags, bool wantVersion) noexcept override;
     Presence Look() noexcept override;
 
+    // False for a picture or a table of contents whose frame would be too large to be read again.
+    bool Takes(const IDTags& tags) noexcept override;
+
     // The names in `tags` replace those of the file, whose other frames stay; an empty value removes a name.
-    // With `deleteOnly` the names are removed whatever their values. A tag that can't be parsed is replaced;
-    // one that ends up without frames is taken out. False when the tag can't be rendered; the file is
-    // untouched then. Failures of the file itself aren't told.
+    // With `deleteOnly` the names are removed whatever their values, and a tag that holds none of them stays
+    // as it is, also when it can't be parsed. A tag that can't be parsed is else replaced; one that ends up
+    // without frames is taken out. False when the tag passes the end of the file, can't be rendered or would
+    // have frames that nobody could read back, all before the file was touched, and when the file fails; what
+    // was changed until then is put back as far as the disk allows.
     bool Write(const IDTags& tags, bool deleteOnly) noexcept override;
     bool Delete() noexcept override;
     bool DeleteTag(std::u16string_view name) noexcept override;
 
-    // The bytes that the tag takes with its header and footer; 0 without a usable one, and with `failed` set
-    // when the file can't be read.
-    std::uint64_t tagSizeOnDisk(bool* failed = nullptr) noexcept;
+    // The bytes that the tag takes with its header and footer; 0 without a usable one. A footer counts when
+    // it stands where a tag of version 2.4 announces it.
+    std::uint64_t tagSizeOnDisk() noexcept;
 
     // To be set before use. Padding keeps the tag's old size when the new one leaves no more room than this;
     // the tag's size is a multiple of `alignment`, 1 or 2.
@@ -49,6 +56,13 @@ class TagID3v2 final : public BaseTag {
     enum Encoding : std::uint32_t { SingleByte = 0, Utf16 = 1, Utf8 = 2 };
     enum Version : std::uint32_t { Version22 = 0, Version221 = 1, Version23 = 2, Version24 = 3 };
 
+    // What stands where the tag goes.
+    struct OldTag {
+        std::uint64_t room = 0;  // by the tag's own word
+        bool passesEnd = false;  // of the file: such a tag is damaged, on its word the whole file would be it
+        id3parser::FrameBytes bytes;
+    };
+
     // These may run out of memory.
     void ReadTag(IDTags& tags, bool wantVersion);
     bool WriteTag(const IDTags& tags, bool deleteOnly);
@@ -58,10 +72,13 @@ class TagID3v2 final : public BaseTag {
     void MergeEntry(const IDTag& entry, bool deleteOnly, id3parser::TagValues& values) const;
     std::uint8_t TextEncoding() const noexcept;
 
-    bool PassesEndOfFile() noexcept;
-    std::uint64_t RoomOnDisk() noexcept;
+    bool ReadAt(std::uint64_t position, std::span<std::byte> bytes) noexcept;
+    bool ReadOldTag(OldTag& old);
+    bool Replace(std::span<const std::byte> old, std::span<const std::byte> fresh) noexcept;
+    bool PutTag(std::span<const std::byte> bytes) noexcept;
     static bool readTagFrom(id3parser::id3tag& tag, clFile& source, std::uint64_t position) noexcept;
 
+    bool unreadable = false;  // a read of the file failed; nothing is written on what isn't known
     std::uint32_t encodingChoice = SingleByte;
     std::uint32_t versionChoice = Version23;
     bool fullDateInYear = false;

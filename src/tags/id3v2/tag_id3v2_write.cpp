@@ -8,6 +8,7 @@
 #include "tags/art_key.h"
 #include "tags/id3v2/frame_text.h"
 #include "tags/id3v2/frames.h"
+#include "tags/id3v2/parser_streams.h"
 #include "tags/id3v2/streams.h"
 #include "tags/id3v2/tag_id3v2.h"
 #include "tags/id3v2/writer.h"
@@ -77,18 +78,24 @@ std::string_view mimeOf(std::span<const std::byte> image) {
     return std::equal(kPng.begin(), kPng.end(), image.begin() + 1) ? "image/png" : "image/jpeg";
 }
 
-// The description is UTF-8 although the encoding byte in front says otherwise; hosts rely on it.
-id3frame makePictureFrame(const IDTag& entry) {
+// All of the frame but the image. The description is UTF-8 although the encoding byte in front says
+// otherwise; hosts rely on it.
+id3frame pictureFront(const IDTag& entry) {
     const auto [type, description] = pictureKeyOf(entry);
-    const std::span<const std::byte> image = entry.Data.bytes();
     id3frame frame;
     frame.id = kPictureFrame;
     frame.data.push_back(static_cast<std::byte>(kEncodingAnsi));
-    appendBytes(frame, mimeOf(image));
+    appendBytes(frame, mimeOf(entry.Data.bytes()));
     frame.data.push_back(std::byte{0});
     frame.data.push_back(static_cast<std::byte>(type));
     appendBytes(frame, description.Utf8());
     frame.data.push_back(std::byte{0});
+    return frame;
+}
+
+id3frame makePictureFrame(const IDTag& entry) {
+    const std::span<const std::byte> image = entry.Data.bytes();
+    id3frame frame = pictureFront(entry);
     frame.data.insert(frame.data.end(), image.begin(), image.end());
     return frame;
 }
@@ -139,6 +146,45 @@ void joinComments(TagValues& values) {
     list.insert(list.end(), std::make_move_iterator(moved.begin()), std::make_move_iterator(moved.end()));
 }
 
+bool parseBytes(id3tag& tag, std::span<const std::byte> bytes) {
+    try {
+        streamInMem stream(bytes);
+        tag.sourceBytes = bytes.size();
+        parseCallback callback;
+        parseTag(tag, stream, callback);
+        return true;
+    } catch (const parseError&) {
+        tag.frames.clear();
+        return false;
+    }
+}
+
+bool holdsPicture(const id3tag& tag, std::uint8_t type) {
+    return std::any_of(tag.frames.begin(), tag.frames.end(), [type](const id3frame& frame) {
+        if (frame.id != kPictureFrame) return false;
+        try {
+            return pictureFields(frame.data).type == type;
+        } catch (const parseError&) {
+            return false;
+        }
+    });
+}
+
+// Whether a reader of the tag finds an entry of this name.
+bool holds(const id3tag& tag, const TagValues& values, const IDTag& name) {
+    if (isPicture(name)) return holdsPicture(tag, pictureKeyOf(name).first);
+    if (clString::EqualsNoCase(name.Name, kTableOfContentsName)) {
+        return std::any_of(tag.frames.begin(), tag.frames.end(),
+                           [](const id3frame& frame) { return frame.id == kTableOfContentsFrame; });
+    }
+    return !name.Name.View().starts_with(u'_') && values.contains(mapName(name.Name));
+}
+
+bool holdsAny(const id3tag& tag, const TagValues& values, const IDTags& names) {
+    return std::any_of(names.begin(), names.end(),
+                       [&](const IDTag* name) { return holds(tag, values, *name); });
+}
+
 }  // namespace
 
 void TagID3v2::SetOption(std::u16string_view option) noexcept {
@@ -166,6 +212,18 @@ void TagID3v2::NameFrame(std::u16string_view frame, std::u16string_view name) {
     }
 }
 
+bool TagID3v2::Takes(const IDTags& tags) noexcept {
+    try {
+        return std::all_of(tags.begin(), tags.end(), [](const IDTag* entry) {
+            const std::uint64_t bytes = entry->Data.size();
+            if (isPicture(*entry)) return pictureFront(*entry).data.size() + bytes < kFrameSizeLimit;
+            return bytes < kFrameSizeLimit || !clString::EqualsNoCase(entry->Name, kTableOfContentsName);
+        });
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
 bool TagID3v2::Write(const IDTags& tags, bool deleteOnly) noexcept {
     try {
         return WriteTag(tags, deleteOnly);
@@ -175,14 +233,16 @@ bool TagID3v2::Write(const IDTags& tags, bool deleteOnly) noexcept {
 }
 
 bool TagID3v2::WriteTag(const IDTags& tags, bool deleteOnly) {
-    if (PassesEndOfFile()) return false;
-    const std::uint64_t oldSize = RoomOnDisk();
+    OldTag old;
+    if (!ReadOldTag(old)) return false;
     id3tag tag = EmptyTag();
-    if (oldSize == 0 || !readTagFrom(tag, file, tagOffset)) {
-        tag.version = versionChoice == Version24 ? kVersion24 : kVersion23;
-    }
+    const bool parsed = old.room != 0 && parseBytes(tag, old.bytes);
+    if (!parsed) tag.version = versionChoice == Version24 ? kVersion24 : kVersion23;
     TagValues values;
     framesToValues(tag, values);
+    // A rewrite costs what the parser doesn't store, so it isn't done for nothing.
+    if (deleteOnly && !(parsed && holdsAny(tag, values, tags))) return true;
+    if (old.passesEnd) return false;
     MergeEntries(tags, deleteOnly, values);
     WriteSettings settings;
     settings.encoding = TextEncoding();
@@ -197,18 +257,48 @@ bool TagID3v2::WriteTag(const IDTags& tags, bool deleteOnly) {
     streamOutBuffer rendered;
     if (!tag.frames.empty()) {
         orderPictures(tag);
-        renderTag(tag, rendered, {oldSize, maxPadding, alignment});
+        renderTag(tag, rendered, {old.room, maxPadding, alignment});
     }
-    // Nothing has touched the file until here.
-    const auto start = static_cast<std::int64_t>(tagOffset);
-    const auto oldEnd = static_cast<std::int64_t>(tagOffset + oldSize);
-    const auto growth = static_cast<std::int64_t>(rendered.bytes.size()) - static_cast<std::int64_t>(oldSize);
-    if (growth != 0) file.ShiftTail(oldEnd, growth);
-    if (!rendered.bytes.empty()) {
-        file.Seek(start, clFile::Where::Start);
-        file.Write(rendered.bytes.data(), rendered.bytes.size(), clFile::Where::Here);
+    return Replace(old.bytes, rendered.bytes);
+}
+
+// False when the file can't be read; what the tag holds isn't known then.
+bool TagID3v2::ReadOldTag(OldTag& old) {
+    const std::uint64_t size = tagSizeOnDisk();
+    if (unreadable) return false;
+    if (size == 0) return true;
+    bool failed = false;
+    const auto fileBytes = static_cast<std::uint64_t>(file.Size(&failed));
+    if (failed) return false;
+    old.passesEnd = tagOffset + size > fileBytes;
+    old.room = alignment == 2 && size % 2 != 0 ? size + 1 : size;
+    old.bytes.resize(std::min(old.room, fileBytes - std::min(fileBytes, tagOffset)));
+    return ReadAt(tagOffset, old.bytes);
+}
+
+// Puts the new tag in the place of the old one. In front of a tail that moves up nothing is written before it
+// has moved, and one that moves down follows a new tag that already stands: either way what a failure leaves
+// to put back is the old tag alone.
+bool TagID3v2::Replace(std::span<const std::byte> old, std::span<const std::byte> fresh) noexcept {
+    const auto oldEnd = static_cast<std::int64_t>(tagOffset + old.size());
+    const auto newEnd = static_cast<std::int64_t>(tagOffset + fresh.size());
+    const std::int64_t growth = newEnd - oldEnd;
+    if (growth > 0 && !file.ShiftTail(oldEnd, growth)) return false;
+    if (!PutTag(fresh)) {
+        PutTag(old);
+        if (growth > 0) file.ShiftTail(newEnd, -growth);
+        return false;
     }
-    return true;
+    if (growth >= 0) return true;
+    bool torn = false;
+    if (file.ShiftTail(oldEnd, growth, &torn)) return true;
+    if (!torn) PutTag(old);
+    return false;
+}
+
+bool TagID3v2::PutTag(std::span<const std::byte> bytes) noexcept {
+    return bytes.empty() || (file.Seek(static_cast<std::int64_t>(tagOffset), clFile::Where::Start) &&
+                             file.Write(bytes.data(), bytes.size(), clFile::Where::Here));
 }
 
 void TagID3v2::MergeEntries(const IDTags& tags, bool deleteOnly, TagValues& values) const {
@@ -243,21 +333,13 @@ std::uint8_t TagID3v2::TextEncoding() const noexcept {
     return kEncodings[encodingChoice];
 }
 
-// Such a tag is damaged; on its word the whole file would be taken for it.
-bool TagID3v2::PassesEndOfFile() noexcept {
-    const std::uint64_t size = tagSizeOnDisk();
-    return size != 0 && tagOffset + size > static_cast<std::uint64_t>(file.Size());
-}
-
-std::uint64_t TagID3v2::RoomOnDisk() noexcept {
-    const std::uint64_t size = tagSizeOnDisk();
-    return alignment == 2 && size % 2 != 0 ? size + 1 : size;
-}
-
 bool TagID3v2::Delete() noexcept {
-    const auto oldSize = static_cast<std::int64_t>(RoomOnDisk());
-    if (oldSize == 0) return true;
-    return !PassesEndOfFile() && file.ShiftTail(static_cast<std::int64_t>(tagOffset) + oldSize, -oldSize);
+    try {
+        OldTag old;
+        return ReadOldTag(old) && !old.passesEnd && Replace(old.bytes, {});
+    } catch (const std::bad_alloc&) {
+        return false;  // the tag stays as it is
+    }
 }
 
 bool TagID3v2::DeleteTag(std::u16string_view name) noexcept {

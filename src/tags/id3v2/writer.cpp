@@ -68,8 +68,13 @@ void writeFrameFlags(streamOut& out, std::uint8_t formatFlags) {
     writeByte(out, formatFlags);
 }
 
+// What the parser refuses would be lost with all that stands behind it.
+void requireReadable(std::uint64_t frameSize) {
+    if (frameSize >= kFrameSizeLimit) throw writeError();
+}
+
 void renderFrame(const id3frame& frame, streamOut& out) {
-    if (frame.data.size() >= kSizeLimit) throw writeError();
+    requireReadable(frame.data.size());
     writeBig32(out, frame.id);
     writeBig32(out, static_cast<std::uint32_t>(frame.data.size()));
     writeFrameFlags(out, 0);
@@ -103,12 +108,14 @@ FrameBytes unsynchronised(const FrameBytes& data) {
 bool renderFrameV24(const id3frame& frame, streamOut& out) {
     writeBig32(out, frame.id);
     if (!needsUnsynchronisation(frame)) {
+        requireReadable(frame.data.size());
         writeSynchsafe(out, frame.data.size());
         writeFrameFlags(out, 0);
         out.write(frame.data.data(), frame.data.size());
         return false;
     }
     const FrameBytes bytes = unsynchronised(frame.data);
+    requireReadable(bytes.size() + sizeof(std::uint32_t));
     writeSynchsafe(out, bytes.size() + sizeof(std::uint32_t));
     writeFrameFlags(out, kFrameUnsynchronised | kFrameDataLength);
     writeSynchsafe(out, frame.data.size());

@@ -63,6 +63,21 @@ TEST_F(Id3v2Flows, MakesAnApeTagOnlyForAFileWithNeither) {
     EXPECT_TRUE(After(Tag(3, "") + audio_, {::Text("Title", "")}) == audio_);
 }
 
+// What can't be deleted is told, and keeps nothing else in the file.
+TEST_F(Id3v2Flows, TellsWhenTheTagHasToStay) {
+    const std::string passing = std::string("ID3\x03\0\0\x7F\x7F\x7F\x7F", 10) + id3v2_.substr(10) + kNul;
+    const std::string told = "Could not delete ID3v2 tag  [DeleteStdTags]\r\n";
+    kit::WriteFile(path_, passing + audio_ + Ape({{"Title", "ape"}, {"Album", "a"}}));
+    EXPECT_TRUE(decoder_.DeleteTags(path_, {"Album"}));
+    EXPECT_EQ(decoder_.ErrorLog(), "");
+    EXPECT_FALSE(decoder_.DeleteTags(path_, {"Title"}));
+    EXPECT_EQ(decoder_.ErrorLog(), told);
+    EXPECT_TRUE(kit::ReadFile(path_) == passing + audio_);
+    EXPECT_FALSE(decoder_.DeleteTags(path_));
+    EXPECT_EQ(decoder_.ErrorLog(), told + told);
+    EXPECT_TRUE(kit::ReadFile(path_) == passing + audio_);
+}
+
 TEST_F(Id3v2Flows, ReadsPicturesAndTheTableOfContentsWhole) {
     const std::string image(300000, '\xFF');
     const std::string toc = "toc";

@@ -274,7 +274,11 @@ TEST_F(Id3v2Reading, NumbersPicturesAndSkipsBrokenOnes) {
 TEST_F(Id3v2Reading, MeasuresTheTagOnDisk) {
     for (const auto& [bytes, size] : std::vector<std::pair<std::string, std::uint64_t>>{
              {"ID3\x04", 0},
-             {Tag(4, "", 0x10), 20},
+             {Tag(4, "", 0x10) + "3DI.......", 20},
+             {Tag(4, "", 0x10) + "audio.....", 10},
+             {Tag(4, "", 0x10), 10},
+             {Tag(3, "", 0x10) + "3DI.......", 10},
+             {Tag(4, "") + "3DI.......", 10},
              {Tag(9, "12345"), 15},
              {Tag(3, "", 0x01), 0},
              {Tag(3, "", 0xE0), 10},

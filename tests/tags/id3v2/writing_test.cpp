@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 #include <limits>
 
 #include "engine_file.h"
@@ -255,15 +256,72 @@ TEST_F(Id3v2Writing, DropsAFrameWhoseIdentifierGotLost) {
     EXPECT_EQ(after, (Lines{"TIT2=^T^", "PRIV=kept"}));
 }
 
-TEST_F(Id3v2Writing, LeavesTheFileAloneWhenAFrameIsTooLarge) {
-    const std::string file = Tag(3, Text(3, "TIT2", "T")) + "audio";
-    EXPECT_EQ(file, With<TagID3v2>(file, [](TagID3v2& engine) {
-                  IDTags tags;
-                  IDTag& picture = tags.Add();
-                  picture.Name.Set(u"_albumart_1_Media");
-                  ASSERT_TRUE(picture.Data.Resize(0x10000000, true));
-                  EXPECT_FALSE(engine.Write(tags, false));
-              }));
+// What no reader of ours takes would be lost, with all behind it, at the next write of anything.
+TEST_F(Id3v2Writing, RefusesWhatItCouldNotReadBack) {
+    constexpr std::uint32_t kLimit = 64U << 20;
+    constexpr std::uint32_t kFront = sizeof "^image/jpeg^\x06^" - 1;
+    const auto written = [&](const std::string& file, std::uint32_t imageBytes, char last) {
+        bool done = false;
+        const std::string after = With<TagID3v2>(file, [&](TagID3v2& engine) {
+            IDTags tags;
+            IDTag& picture = tags.Add();
+            picture.Name.Set(u"_albumart_1_Media");
+            ASSERT_TRUE(picture.Data.Resize(imageBytes, true));
+            std::memset(picture.Data.data(), 0, imageBytes);
+            picture.Data.data()[imageBytes - 1] = static_cast<std::byte>(last);
+            done = engine.Write(tags, false);
+        });
+        EXPECT_TRUE(done || after == file);
+        EXPECT_TRUE(after.ends_with("audio"));
+        return done;
+    };
+    const std::string v3 = Tag(3, Text(3, "TIT2", "T")) + "audio";
+    EXPECT_FALSE(written(v3, kLimit - kFront, 'x'));
+    EXPECT_TRUE(written(v3, kLimit - kFront - 1, 'x'));
+    const auto read = EngineFile::Read<TagID3v2>(kit::ReadFile(path_));
+    ASSERT_EQ(read.size(), 2U);
+    EXPECT_EQ(read[1].data.size(), kLimit - kFront - 1);
+    // Of an unsynchronised frame it is the longer form that counts.
+    const std::string v4 = Tag(4, Text(4, "TIT2", "T")) + "audio";
+    EXPECT_TRUE(written(v4, kLimit - kFront - 6, '\xFF'));
+    EXPECT_FALSE(written(v4, kLimit - kFront - 5, '\xFF'));
+    // More strings than a frame is searched for.
+    for (const char* name : {"Artist", "Mood", "Genre"}) {
+        const auto some = [&](std::size_t values) {
+            std::string text = std::string(name) + "=v";
+            for (std::size_t i = 1; i < values; ++i) text += "|v";
+            return text;
+        };
+        const std::size_t most = std::string_view(name) == "Mood" ? 1023 : 1024;
+        After(4, "", {Entry(some(most))});
+        EXPECT_EQ(EngineFile::Read<TagID3v2>(file_)[0].value.size(), 2 * most - 1) << name;
+        With<TagID3v2>(v4, [&](TagID3v2& engine) {
+            IDTags tags;
+            Fill(tags, {Entry(some(most + 1))});
+            EXPECT_FALSE(engine.Write(tags, false)) << name;
+        });
+        EXPECT_EQ(kit::ReadFile(path_), v4);
+    }
+}
+
+// A rewrite costs padding and what isn't read; a deletion that finds nothing isn't worth that.
+TEST_F(Id3v2Writing, LeavesATagAloneThatDoesNotHoldTheName) {
+    const std::string padding(20, '\0');
+    const std::string files[] = {
+        Tag(3, Text(3, "TIT2", "T") + Frame(3, "GEOB", "compressed", 0, 0x80) + Frame(3, "APIC", "broken") +
+                   padding),
+        Tag(4, Text(4, "TIT2", "T") + Frame(4, "PRIV", "read-only", 0x10) + padding),
+        Tag(2, Text(2, "TT2", "T") + Text(2, "UFI", "x") + padding),
+        Tag(3, Text(3, "TXXX", "_hidden^x")),
+        Tag(3, "TIT2\x7F\x7F\x7F\x7Fxx"),
+        Tag(3, Text(3, "TIT2", "T"), 0x10),
+        Tag(3, Text(3, "TIT2", "T") + padding).substr(0, 40),
+    };
+    for (const std::string& tag : files) {
+        for (const char16_t* name : {u"Album", u"", u"_hidden", u"_cdtoc", u"_albumart_1_Media"}) {
+            EXPECT_EQ(Without<TagID3v2>(tag + "audio", name), tag + "audio") << clString(name).Utf8();
+        }
+    }
 }
 
 TEST_F(Id3v2Writing, WorksBehindAnOffsetAndOnEvenSizes) {
