@@ -43,8 +43,7 @@ void RequireTextSurvives(const std::string& text) {
         settings.encoding = static_cast<std::uint8_t>(encoding);
         id3frame frame;
         frame.id = kUserTextFrame;
-        setFrameText(frame, text, settings);
-        appendFrameText(frame, text);
+        setFrameText(frame, {text, text}, settings);
         TextCursor cursor;
         Require(frameText(frame, true, 0, cursor) == text);
         if (!text.empty()) Require(frameText(frame, true, 1, cursor) == text && frameTextCount(frame) == 2);

@@ -47,7 +47,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         TagValues values;
         framesToValues(tag, values);
         // A short text can stand for long names of genres; a byte becomes up to three.
-        constexpr std::size_t kLongestGenre = 18 * 3;
+        constexpr std::size_t kLongestGenre = 6 * 3;
         std::size_t text = 0;
         for (const auto& [name, list] : values) {
             for (const std::string& value : list) text += value.size();

@@ -13,7 +13,7 @@ namespace {
 // stand for the name of a genre.
 void RequireNoMoreThan(const IDTags& tags, std::size_t fileBytes) {
     constexpr std::size_t kMadeUpName = 64;
-    constexpr std::size_t kLongestGenre = 18;
+    constexpr std::size_t kLongestGenre = 7;
     std::size_t total = 0;
     for (const IDTag* tag : tags) {
         Require(static_cast<std::size_t>(tag->Value.Length()) <= fileBytes * kLongestGenre + kMadeUpName);

@@ -61,21 +61,27 @@ bool appendEncoded(id3frame& frame, std::string_view text, unsigned encoding) {
     }
 }
 
+// The single-byte encoding has a "?" for what its code page lacks; such text takes the encoding that has it.
+std::uint8_t encodingFor(const std::vector<std::string_view>& texts, std::uint8_t wanted) {
+    const bool fits = wanted != kEncodingAnsi || std::all_of(texts.begin(), texts.end(), isAnsiText);
+    return fits ? wanted : std::uint8_t{kEncodingUtf16};
+}
+
 }  // namespace
 
-void setFrameText(id3frame& frame, std::string_view text, const WriteSettings& settings) {
-    startBody(frame, settings.encoding);
-    if (!appendEncoded(frame, text, settings.encoding)) throw writeError();
+void setFrameText(id3frame& frame, const std::vector<std::string_view>& texts,
+                  const WriteSettings& settings) {
+    const std::uint8_t encoding = encodingFor(texts, settings.encoding);
+    startBody(frame, encoding);
+    for (const std::string_view text : texts) {
+        if (!appendEncoded(frame, text, encoding)) throw writeError();
+    }
 }
 
-void appendFrameText(id3frame& frame, std::string_view text) {
-    if (frame.data.empty()) throw parseError();
-    if (!appendEncoded(frame, text, std::to_integer<unsigned>(frame.data.front()))) throw parseError();
-}
-
-void setFrameAnsi(id3frame& frame, std::string_view text) {
-    startBody(frame, kEncodingAnsi);
-    appendAnsi(frame, text);
+void appendPictureDescription(id3frame& frame, std::string_view text) {
+    if (isAnsiText(text)) return appendUtf8(frame, text);
+    frame.data.front() = std::byte{kEncodingUtf16};
+    appendUnits(frame, text);
 }
 
 void appendBytes(id3frame& frame, std::string_view bytes) {
@@ -90,13 +96,14 @@ void upgradeFrameEncoding(id3frame& frame) {
 
     const std::size_t count = frameTextCount(frame);
     if (count == 0) throw parseError();
+    std::vector<std::string> texts;
+    TextCursor cursor;
+    for (std::size_t i = 0; i < count; ++i) texts.push_back(frameText(frame, false, i, cursor));
     id3frame upgraded;
     upgraded.id = frame.id;
     WriteSettings settings;
     settings.encoding = kEncodingUtf16;
-    TextCursor cursor;
-    setFrameText(upgraded, frameText(frame, false, 0, cursor), settings);
-    for (std::size_t i = 1; i < count; ++i) appendFrameText(upgraded, frameText(frame, false, i, cursor));
+    setFrameText(upgraded, {texts.begin(), texts.end()}, settings);
     std::copy_n(frame.data.begin() + 1, textHeaderBytes(frame.id) - 1, upgraded.data.begin() + 1);
     frame.data = std::move(upgraded.data);
 }

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string_view>
+#include <vector>
 
 #include "tags/id3v2/frames.h"
 #include "tags/id3v2/parser.h"
@@ -19,14 +20,13 @@ struct WriteSettings {
 // All texts come in as UTF-8, without a NUL. The frame's id must be set before, for it decides whether the
 // body states a language, which is "eng".
 
-// A new body with `text` as its first string; writeError for an encoding that isn't written.
-void setFrameText(id3frame& frame, std::string_view text, const WriteSettings& settings);
+// A new body of these strings; writeError for an encoding that isn't written. Strings that the code page
+// can't hold make a single-byte body one of UTF-16.
+void setFrameText(id3frame& frame, const std::vector<std::string_view>& texts, const WriteSettings& settings);
 
-// One more string, in the encoding that the body states; parseError for a body that states none of ours.
-void appendFrameText(id3frame& frame, std::string_view text);
-
-// A new body in the single-byte encoding.
-void setFrameAnsi(id3frame& frame, std::string_view text);
+// The description of a picture whose body has been written up to there, in the single-byte encoding: UTF-8
+// all the same, on which hosts rely, and UTF-16, with the encoding changed, when the code page can't hold it.
+void appendPictureDescription(id3frame& frame, std::string_view text);
 
 // The bytes alone: no encoding byte, no terminator.
 void appendBytes(id3frame& frame, std::string_view bytes);

@@ -202,4 +202,14 @@ std::string utf8ToAnsi(std::string_view text) {
     return platform::FromWide(CodePage::Ansi, platform::ToWide(CodePage::Utf8, text));
 }
 
+bool isAnsiText(std::string_view text) {
+    return isAscii(text) || ansiToUtf8(utf8ToAnsi(text)) == text;
+}
+
+bool isAddress(std::string_view text, CodePage written) {
+    if (isAscii(text)) return true;
+    return toUtf8(CodePage::Latin1, platform::FromWide(written, platform::ToWide(CodePage::Utf8, text))) ==
+           text;
+}
+
 }  // namespace id3parser

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/codepage.h"
 #include "tags/id3v2/parser.h"
 
 namespace id3parser {
@@ -60,5 +61,11 @@ std::string pictureDescription(std::span<const std::byte> body);
 // The system's single-byte text, as UTF-8, and back.
 std::string ansiToUtf8(std::string_view text);
 std::string utf8ToAnsi(std::string_view text);
+
+// Whether that way there and back leaves the UTF-8 text as it is.
+bool isAnsiText(std::string_view text);
+
+// The same for an address, which is written as one and read as the other.
+bool isAddress(std::string_view text, platform::CodePage written);
 
 }  // namespace id3parser

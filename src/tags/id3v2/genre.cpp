@@ -156,9 +156,9 @@ std::string_view genreOfNumber(std::string_view text) {
 
 // A string of a tag below version 2.4 lists genres, with semicolons between them.
 // A piece that can't be understood repeats the one before it, so the names are held to what the text could
-// spell out at the most.
+// spell out at the most: "1;" is "Classic Rock".
 void addGenreList(std::string_view text, TagValues& values) {
-    constexpr std::size_t kMostGrowth = 18;
+    constexpr std::size_t kMostGrowth = 6;
     std::size_t room = kMostGrowth * (text.size() + 1);
     std::string genre;
     for (bool more = true; more;) {

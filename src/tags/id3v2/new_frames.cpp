@@ -4,6 +4,7 @@
 #include <array>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "platform/codepage.h"
 #include "support/clstring.h"
@@ -104,6 +105,14 @@ bool isDateOrRange(std::string_view text) {
            isValidDateShape(text.substr(slash + 1));
 }
 
+// The address has no encoding to choose, and behind a description in UTF-16 one byte of it isn't seen.
+bool suitUserUrls(std::string_view description, const ValueList& addresses) {
+    const std::size_t shortest = isAnsiText(description) ? 0 : 2;
+    return std::all_of(addresses.begin(), addresses.end(), [shortest](const std::string& address) {
+        return address.size() >= shortest && isAddress(address, platform::CodePage::Ansi);
+    });
+}
+
 // Blanks and hexadecimal digits, as the normalisation data of one program is made of.
 bool isNormalisationData(std::string_view text) {
     return text.find_first_not_of(" 0123456789abcdefABCDEF") == std::string_view::npos;
@@ -152,7 +161,9 @@ class FrameMaker {
     void writeLeftover(std::string_view name, const ValueList& values) {
         constexpr std::string_view kComment = "Comment";
         if (beginsWithNoCase(name, kUserUrlName)) {
-            return writeUserUrls(withoutLeadingBlanks(name.substr(kUserUrlName.size())), values);
+            const std::string_view description = withoutLeadingBlanks(name.substr(kUserUrlName.size()));
+            if (!suitUserUrls(description, values)) return writeUserTexts(name, values);
+            return writeUserUrls(description, values);
         }
         if (beginsWithNoCase(name, kComment)) {
             const std::string_view tail = name.substr(kComment.size());
@@ -168,26 +179,37 @@ class FrameMaker {
         return frames_.back();
     }
 
+    // Each of several values repeats the description, so these frames can be far larger than what they were
+    // made of. What no tag could hold isn't built first.
+    void countRepeated(const id3frame& frame) {
+        repeatedBytes_ += kFrameHeaderBytes + frame.data.size();
+        if (repeatedBytes_ >= kSizeLimit) throw writeError();
+    }
+
     bool writeText(std::uint32_t id, std::string_view text) {
-        setFrameText(add(id), text, settings_);
+        setFrameText(add(id), {text}, settings_);
         return true;
     }
 
     bool writeAnsi(std::uint32_t id, std::string_view text) {
-        setFrameAnsi(add(id), text);
+        WriteSettings settings = settings_;
+        settings.encoding = kEncodingAnsi;
+        setFrameText(add(id), {text}, settings);
         return true;
     }
 
     bool writeDescribed(std::uint32_t id, std::string_view description, std::string_view text,
                         const WriteSettings& settings) {
         id3frame& frame = add(id);
-        setFrameText(frame, description, settings);
-        appendFrameText(frame, text);
+        setFrameText(frame, {description, text}, settings);
+        countRepeated(frame);
         return true;
     }
 
+    // Has no encoding to choose, so an address outside Latin-1 doesn't suit it.
     bool writeUrl(std::uint32_t id, std::string_view address) {
         using platform::CodePage;
+        if (!isAddress(address, CodePage::Latin1)) return false;
         appendBytes(add(id), platform::FromWide(CodePage::Latin1, platform::ToWide(CodePage::Utf8, address)));
         return true;
     }
@@ -196,9 +218,7 @@ class FrameMaker {
     bool writeMultiFrame(std::uint32_t id, const ValueList& values, char separator) {
         if (version_ < kVersion24) return writeText(id, joined(values, separator));
         requireReadable(values.size());
-        id3frame& frame = add(id);
-        setFrameText(frame, values.front(), settings_);
-        for (std::size_t i = 1; i < values.size(); ++i) appendFrameText(frame, values[i]);
+        setFrameText(add(id), {values.begin(), values.end()}, settings_);
         return true;
     }
 
@@ -242,8 +262,9 @@ class FrameMaker {
     void writeUserUrls(std::string_view description, const ValueList& values) {
         for (const std::string& value : values) {
             id3frame& frame = add(kUserUrlFrame);
-            setFrameText(frame, description, settings_);
+            setFrameText(frame, {description}, settings_);
             appendBytes(frame, utf8ToAnsi(value));
+            countRepeated(frame);
         }
     }
 
@@ -264,14 +285,12 @@ class FrameMaker {
             writeDescribed(kUserTextFrame, name, values.front(), settings);
         } else if (version_ >= kVersion24) {
             requireReadable(1 + values.size());
-            id3frame& frame = add(kUserTextFrame);
-            setFrameText(frame, name, settings_);
-            for (const std::string& value : values) appendFrameText(frame, value);
+            std::vector<std::string_view> texts{name};
+            texts.insert(texts.end(), values.begin(), values.end());
+            setFrameText(add(kUserTextFrame), texts, settings_);
         } else if (isSlashSplitUserName(name)) {
             writeDescribed(kUserTextFrame, name, joined(values, '/'), settings_);
         } else {
-            // Each value repeats the name; what no tag could hold isn't built first.
-            if (std::uint64_t{name.size()} * values.size() >= kSizeLimit) throw writeError();
             for (const std::string& value : values) writeDescribed(kUserTextFrame, name, value, settings_);
         }
     }
@@ -279,6 +298,7 @@ class FrameMaker {
     std::list<id3frame>& frames_;
     std::uint32_t version_;
     const WriteSettings& settings_;
+    std::uint64_t repeatedBytes_ = 0;
 };
 
 bool belongsIn(const Builder& builder, std::uint32_t version) {

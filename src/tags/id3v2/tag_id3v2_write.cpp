@@ -78,8 +78,7 @@ std::string_view mimeOf(std::span<const std::byte> image) {
     return std::equal(kPng.begin(), kPng.end(), image.begin() + 1) ? "image/png" : "image/jpeg";
 }
 
-// All of the frame but the image. The description is UTF-8 although the encoding byte in front says
-// otherwise; hosts rely on it.
+// All of the frame but the image.
 id3frame pictureFront(const IDTag& entry) {
     const auto [type, description] = pictureKeyOf(entry);
     id3frame frame;
@@ -88,8 +87,7 @@ id3frame pictureFront(const IDTag& entry) {
     appendBytes(frame, mimeOf(entry.Data.bytes()));
     frame.data.push_back(std::byte{0});
     frame.data.push_back(static_cast<std::byte>(type));
-    appendBytes(frame, description.Utf8());
-    frame.data.push_back(std::byte{0});
+    appendPictureDescription(frame, description.Utf8());
     return frame;
 }
 

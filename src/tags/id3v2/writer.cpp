@@ -15,7 +15,6 @@ namespace id3parser {
 namespace {
 
 constexpr std::uint8_t kTagUnsynchronised = 0x80;
-constexpr std::size_t kFrameHeaderBytes = 10;
 constexpr std::uint64_t kMostPadding = 2048;
 constexpr std::uint8_t kFrontCoverType = 3;
 
@@ -92,6 +91,18 @@ bool needsUnsynchronisation(const id3frame& frame) {
            (!data.empty() && data.back() == kSyncByte);
 }
 
+bool changesInUnsynchronisation(std::byte next) {
+    return isSyncTail(next) || next == std::byte{0};
+}
+
+// Whether a reader that undoes unsynchronisation gets other bytes than these, or balks at them.
+bool isDamagedByUndoing(const FrameBytes& data) {
+    const auto pair = std::adjacent_find(data.begin(), data.end(), [](std::byte first, std::byte second) {
+        return first == kSyncByte && changesInUnsynchronisation(second);
+    });
+    return pair != data.end() || (!data.empty() && data.back() == kSyncByte);
+}
+
 FrameBytes unsynchronised(const FrameBytes& data) {
     FrameBytes bytes;
     bytes.reserve(data.size() + data.size() / 64 + 1);
@@ -99,7 +110,7 @@ FrameBytes unsynchronised(const FrameBytes& data) {
         bytes.push_back(data[i]);
         if (data[i] != kSyncByte) continue;
         const bool last = i + 1 == data.size();
-        if (last || isSyncTail(data[i + 1]) || data[i + 1] == std::byte{0}) bytes.push_back(std::byte{0});
+        if (last || changesInUnsynchronisation(data[i + 1])) bytes.push_back(std::byte{0});
     }
     return bytes;
 }
@@ -123,6 +134,15 @@ bool renderFrameV24(const id3frame& frame, streamOut& out) {
     return true;
 }
 
+// Other programs undo the unsynchronisation of every frame when the header announces it, so it may only do so
+// when that does no frame harm which was left as it is.
+bool mayAnnounceUnsynchronisation(const id3tag& tag) {
+    return std::none_of(tag.frames.begin(), tag.frames.end(), [](const id3frame& frame) {
+        return isDamagedByUndoing(frame.data) && !needsUnsynchronisation(frame);
+    });
+}
+
+// Whether the header has to announce unsynchronisation.
 bool renderFrames(const id3tag& tag, streamOutBuffer& out) {
     if (tag.version != kVersion23 && tag.version != kVersion24) throw writeError();
     std::size_t expected = 0;
@@ -136,7 +156,7 @@ bool renderFrames(const id3tag& tag, streamOutBuffer& out) {
             anyUnsynchronised = true;
         }
     }
-    return anyUnsynchronised;
+    return anyUnsynchronised && mayAnnounceUnsynchronisation(tag);
 }
 
 std::uint64_t paddingFor(std::uint64_t tagBytes, const TagRoom& room) {
@@ -187,11 +207,11 @@ void orderPictures(id3tag& tag) {
 
 void renderTag(const id3tag& tag, streamOut& out, const TagRoom& room) {
     streamOutBuffer frames;
-    const bool anyUnsynchronised = renderFrames(tag, frames);
+    const bool unsynchronised = renderFrames(tag, frames);
     out.write(reinterpret_cast<const std::byte*>(kTagSignature.data()), kTagSignature.size());
     writeByte(out, tag.version);
     writeByte(out, 0);  // revision
-    writeByte(out, anyUnsynchronised ? kTagUnsynchronised : 0);
+    writeByte(out, unsynchronised ? kTagUnsynchronised : 0);
 
     const std::uint64_t tagBytes = frames.bytes.size() + kTagHeaderBytes;
     const std::uint64_t padding = paddingFor(tagBytes, room);

@@ -1,6 +1,7 @@
 // Brings a tag to wanted values, and renders it to bytes.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "tags/id3v2/frame_text.h"
@@ -11,6 +12,8 @@ namespace id3parser {
 
 // Four bytes of seven bits: what a tag's and a frame's size stay below.
 inline constexpr std::uint64_t kSizeLimit = 0x10000000;
+
+inline constexpr std::size_t kFrameHeaderBytes = 10;
 
 // Makes the tag hold `values`. Frames that already say so, or that have no name here, stay byte for byte
 // behind the new ones. A tag that is neither version 2.3 nor 2.4 becomes 2.3, and of its old frames only

@@ -15,7 +15,7 @@ from mutagen.id3 import APIC, COMM, ID3, MCDI, POPM, PRIV, TALB, TCON, TDRC, TIT
 
 tool, ffmpeg = (os.path.abspath(word) for word in sys.argv[1:3])
 IMAGE = b"\x89PNG\xff\xfe" + bytes(range(256)) * 8 + b"\xff"
-OPTIONS = {"-": "é", "ID3v2EncodeUni": "é一𝄞", "ID3v2EncodeUTF8": "é一𝄞"}
+OPTIONS = [("-", "é"), ("-", "東京のうた"), ("ID3v2EncodeUni", "é一𝄞"), ("ID3v2EncodeUTF8", "é一𝄞")]
 
 
 def run(*words):
@@ -47,7 +47,7 @@ def probe(path):
 def judge_ours(original, path, png):
     clean = samples(original)
     for version in (3, 4):
-        for option, text in OPTIONS.items():
+        for option, text in OPTIONS:
             shutil.copy(original, path)
             if version == 4:
                 run(tool, "write", path, "ID3v2WriteV24", "Title=x")
@@ -121,6 +121,49 @@ def judge_theirs(original, path):
         equal((found["TagVersion"], found["Title"], found["Artist"]), (f"ID3v2.{version}", "é一", "A"))
 
 
+def pictures_by_ffmpeg(path):
+    count = len(probe(path)[1])
+    return [run(ffmpeg, "-v", "error", "-i", path, "-map", f"0:v:{index}", "-c", "copy", "-f", "data", "-") for index in range(count)]
+
+
+def judge_kept_bytes(original, path, jpeg):
+    """A new JPEG picture beside frames that stay and hold FF 00: each reads the same for everybody."""
+    with open(original, "rb") as file:
+        audio = file.read()
+    run(ffmpeg, "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=96x96", "-vf", "noise=alls=90", "-q:v", "2", "-frames:v", "1", jpeg)
+    with open(jpeg, "rb") as file:
+        image = file.read()
+    # A sync signal at its start, and within it what looks as if one had been hidden already.
+    assert image.startswith(b"\xff\xd8\xff\xe0") and b"\xff\x00" in image, "no picture for this test"
+    title = "日本ÿ"  # the last letter is FF 00 in UTF-16
+    for version in (2, 3, 4):
+        if version == 2:
+            texts = b"\x01\xff\xfe" + title.encode("utf-16-le")
+            frames = b"".join(name + len(body).to_bytes(3, "big") + body for name, body in
+                              ((b"TT2", texts), (b"PIC", b"\0JPG\x04\0" + image)))
+            size = bytes(len(frames) >> shift & 127 for shift in (21, 14, 7, 0))
+            with open(path, "wb") as file:
+                file.write(b"ID3\x02\0\0" + size + frames + audio)
+        else:
+            tag = ID3()
+            tag.add(TIT2(1, [title]))
+            tag.add(PRIV("owner", image))
+            tag.add(APIC(0, "image/jpeg", 4, "", image))
+            shutil.copy(original, path)
+            tag.save(path, v1=0, v2_version=version)
+        clean = samples(original)
+        run(tool, "write", path, "-", f"_albumart_1_Front Album Cover@{jpeg}", "Album=東京")
+        after = ID3(path, translate=False)
+        equal([(p.type, p.data == image) for p in after.getall("APIC")], [(3, True), (4, True)])
+        equal((after["TIT2"].text, after["TALB"].text), ([title], ["東京"]))
+        if version > 2:
+            equal(after.getall("PRIV")[0].data, image)
+        tags, _ = probe(path)
+        equal((tags["title"], tags["album"]), (title, "東京"))
+        equal([picture == image for picture in pictures_by_ffmpeg(path)], [True, True])
+        equal(samples(path), clean)
+
+
 def main():
     with tempfile.TemporaryDirectory() as folder:
         original, path, png = (os.path.join(folder, name) for name in ("plain.tta", "ä.tta", "a.png"))
@@ -128,6 +171,7 @@ def main():
         run(ffmpeg, "-v", "error", "-f", "lavfi", "-i", "testsrc=size=32x32", "-frames:v", "1", png)
         judge_ours(original, path, png)
         judge_theirs(original, path)
+        judge_kept_bytes(original, path, os.path.join(folder, "a.jpg"))
 
 
 main()
