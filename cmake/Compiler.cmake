@@ -1,6 +1,11 @@
 # Warnings, sanitizers and what every target of ours is compiled with.
 add_library(decoder_options INTERFACE)
-target_compile_options(decoder_options INTERFACE -Wall -Wextra -Wconversion -Wshadow)
+if(MSVC)
+  target_compile_options(decoder_options INTERFACE /W4)
+  add_compile_options(/utf-8 /permissive- /Zc:__cplusplus)
+else()
+  target_compile_options(decoder_options INTERFACE -Wall -Wextra -Wconversion -Wshadow)
+endif()
 
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   # Unique symbols would keep the library from ever being unloaded.
@@ -17,5 +22,9 @@ endif()
 if(WIN32)
   add_compile_definitions(UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0601)
   # No runtime DLL beside ours.
-  add_link_options(-static)
+  if(MSVC)
+    set(CMAKE_MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")
+  else()
+    add_link_options(-static)
+  endif()
 endif()

@@ -16,7 +16,7 @@ endif()
 install(FILES README.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT runtime)
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT runtime)
 
-if(WIN32)
+if(MINGW)
   # For hosts that link against the DLL instead of loading it.
   set(import_library ${CMAKE_BINARY_DIR}/libdecoder_ffmpeg.dll.a)
   target_link_options(decoder_ffmpeg PRIVATE -Wl,--out-implib,${import_library})

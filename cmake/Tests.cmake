@@ -1,6 +1,17 @@
-# GoogleTest from its sources, so that it is compiled like what it tests, for every system and sanitizer.
-set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
-add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+# GoogleTest as it is installed for this system; else, and always for a sanitizer, from its sources, so that it is
+# compiled like what it tests. Debian has them as the package googletest.
+set(DECODER_GOOGLETEST /usr/src/googletest CACHE PATH "The sources of GoogleTest")
+if(NOT DECODER_SANITIZE)
+  find_package(GTest CONFIG QUIET)
+endif()
+if(NOT TARGET GTest::gmock OR NOT TARGET GTest::gtest_main)
+  if(NOT EXISTS ${DECODER_GOOGLETEST}/CMakeLists.txt)
+    message(FATAL_ERROR "The tests need GoogleTest: install it, set DECODER_GOOGLETEST to the folder of its sources, or "
+                        "set DECODER_TESTS to OFF.")
+  endif()
+  set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
+  add_subdirectory(${DECODER_GOOGLETEST} ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+endif()
 
 if(WIN32 AND CMAKE_CROSSCOMPILING)
   find_program(DECODER_WINE wine REQUIRED)
