@@ -1,7 +1,6 @@
 // Tags and pictures changed, deleted and written out.
 #include <algorithm>
 #include <filesystem>
-#include <iostream>
 #include <system_error>
 
 #include "host/commands/commands.h"
@@ -82,11 +81,11 @@ void AskBeforeDeletingAll(const std::string& file) {
     if (!system::IsTerminal(stdin) || !system::IsTerminal(stderr)) {
         throw UsageFailure("to delete all tags of " + file + ", add --yes");
     }
-    std::cerr << "Delete all tags and pictures of " << EscapeControls(file) << "? [y/N] " << std::flush;
-    std::string answer;
-    std::getline(std::cin, answer);
+    PrintToTerminal("Delete all tags and pictures of " + EscapeControls(file) + "? [y/N] ");
+    const std::string answer = WithoutBlanks(system::ReadAnswer());
     if (const int code = system::InterruptionCode()) throw Interruption{code};
-    if (answer != "y" && answer != "Y" && answer != "yes") throw Failure("nothing deleted");
+    if (!EqualIgnoringCase(answer, "y") && !EqualIgnoringCase(answer, "yes"))
+        throw Failure("nothing deleted");
 }
 
 // A name that every file system takes. It begins with the number, so no device's name can come of it.

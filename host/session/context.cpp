@@ -28,6 +28,11 @@ std::filesystem::path PluginPath(const std::string& given) {
     return path;
 }
 
+std::filesystem::path WorkerPath(const std::filesystem::path& plugin) {
+    return std::filesystem::absolute(plugin).lexically_normal().parent_path().parent_path() /
+           "ffmpeg-lgpl.exe";
+}
+
 std::unique_ptr<system::LogFile> OpenLog(const std::string& path) {
     if (path.empty()) return nullptr;
     try {
@@ -39,8 +44,11 @@ std::unique_ptr<system::LogFile> OpenLog(const std::string& path) {
 
 }  // namespace
 
-Context::Context(const ContextOptions& options)
-    : plugin_(PluginPath(options.plugin)),
+Context::Context(const ContextOptions& options) : Context(options, PluginPath(options.plugin)) {}
+
+Context::Context(const ContextOptions& options, const std::filesystem::path& pluginPath)
+    : plugin_(pluginPath),
+      workerPath_(WorkerPath(pluginPath)),
       errorLog_(OpenLog(options.errorLog)),
       traceLog_(OpenLog(options.traceLog)),
       requests_(quit_) {}

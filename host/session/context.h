@@ -1,6 +1,7 @@
 // What all sessions of one run of the program share.
 #pragma once
 
+#include <filesystem>
 #include <memory>
 #include <string>
 
@@ -25,6 +26,8 @@ class Context {
     explicit Context(const ContextOptions& options);
 
     const decoder_plugin::Plugin& plugin() const { return plugin_; }
+    // Where the plug-in looks for its worker.
+    const std::filesystem::path& workerPath() const { return workerPath_; }
     const decoder_plugin::QuitEvent& quit() const { return quit_; }
 
     // Null where the user wants none.
@@ -32,7 +35,10 @@ class Context {
     const system::LogFile* traceLog() const { return traceLog_.get(); }
 
   private:
+    explicit Context(const ContextOptions& options, const std::filesystem::path& pluginPath);
+
     decoder_plugin::Plugin plugin_;
+    std::filesystem::path workerPath_;
     std::unique_ptr<system::LogFile> errorLog_;
     std::unique_ptr<system::LogFile> traceLog_;
     decoder_plugin::QuitEvent quit_;

@@ -18,7 +18,9 @@ Source SourceOf(const std::string& file) {
     std::error_code ignored;
     const std::filesystem::path path = ToPath(file);
     if (!std::filesystem::exists(path, ignored) && decoder_plugin::TryToUtf16(file)) return Source::Url(file);
-    if (file.find(':') != std::string::npos && path.is_relative()) return ToPath("./" + file);
+    const bool hasColon = file.find(':') != std::string::npos;
+    // "Z:song.flac" is relative as well, to the present folder of that drive.
+    if (hasColon && path.is_relative() && !path.has_root_name()) return ToPath("./" + file);
     return path;
 }
 
@@ -88,6 +90,10 @@ std::string Session::LoggedReason(std::uint64_t from) const {
     for (const std::string& message : LogMessages(log_.TextFrom(from))) {
         if (!reason.empty()) reason += "; ";
         reason += message;
+    }
+    // The plug-in says no more when its worker isn't there.
+    if (reason == "FFmpeg error: file not found") {
+        reason += " (the worker is looked for as " + PathText(context_.workerPath()) + ")";
     }
     return reason.empty() ? "the plug-in refused and gave no reason" : reason;
 }

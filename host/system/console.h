@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace host::system {
@@ -19,6 +20,14 @@ void PrepareStandardStreams();
 std::filesystem::path OwnFolder();
 
 bool IsTerminal(std::FILE* stream);
+
+// Writes UTF-8 to a standard stream, whole; to a terminal as text, whatever it would take bytes for. False,
+// with errno, when not everything was taken.
+bool WriteText(std::FILE* stream, std::string_view text);
+
+// What a person types into standard input, a terminal, up to the end of the line and without it. Empty when
+// nothing comes.
+std::string ReadAnswer();
 
 // In columns; 80 where there is no telling.
 int TerminalWidth(std::FILE* stream);

@@ -11,9 +11,8 @@
 namespace host {
 
 void Print(std::string_view text) {
-    if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size()) {
+    if (!system::WriteText(stdout, text))
         throw Failure("can't write to standard output: " + ErrnoText(errno));
-    }
 }
 
 void FlushOutput() {
@@ -25,7 +24,12 @@ void PrintError(std::string_view text) {
     for (const char letter : text) line += letter == '\n' || letter == '\r' ? ' ' : letter;
     if (system::IsTerminal(stderr)) line = EscapeControls(line);
     line += '\n';
-    std::fwrite(line.data(), 1, line.size(), stderr);
+    system::WriteText(stderr, line);
+}
+
+void PrintToTerminal(std::string_view text) {
+    system::WriteText(stderr, text);
+    std::fflush(stderr);
 }
 
 }  // namespace host

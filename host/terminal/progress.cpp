@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "host/system/console.h"
+#include "host/terminal/output.h"
 #include "host/text/text.h"
 
 namespace host {
@@ -45,7 +46,7 @@ std::string ProgressLine(std::uint64_t positionMs, std::uint64_t totalMs, double
 Progress::Progress(std::uint64_t totalMs) : visible_(system::IsTerminal(stderr)), totalMs_(totalMs) {}
 
 Progress::~Progress() {
-    if (drawn_) std::fputc('\n', stderr);
+    if (drawn_) PrintToTerminal("\n");
 }
 
 void Progress::Update(std::uint64_t positionMs) {
@@ -63,9 +64,7 @@ void Progress::Draw() {
     const std::chrono::duration<double> elapsed = Clock::now() - start_;
     // The last column stays free: a character there moves some terminals on to the next line.
     const auto width = static_cast<std::size_t>(std::max(1, system::TerminalWidth(stderr) - 1));
-    const std::string line = "\r" + ProgressLine(positionMs_, totalMs_, elapsed.count(), width);
-    std::fwrite(line.data(), 1, line.size(), stderr);
-    std::fflush(stderr);
+    PrintToTerminal("\r" + ProgressLine(positionMs_, totalMs_, elapsed.count(), width));
     drawn_ = true;
 }
 

@@ -58,6 +58,13 @@ bool EqualIgnoringCase(std::string_view left, std::string_view right) {
     return true;
 }
 
+std::string WithoutBlanks(std::string_view text) {
+    constexpr std::string_view kBlanks = " \t\r\n";
+    const std::size_t first = text.find_first_not_of(kBlanks);
+    if (first == std::string_view::npos) return {};
+    return std::string(text.substr(first, text.find_last_not_of(kBlanks) + 1 - first));
+}
+
 std::optional<double> ParseTime(std::string_view text) {
     constexpr std::size_t kMostFields = 3;
     const std::vector<std::string> fields = Split(text, ':');

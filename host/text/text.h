@@ -18,6 +18,9 @@ std::string PathText(const std::filesystem::path& path);
 // With the letters A to Z taken as a to z, and nothing else folded.
 bool EqualIgnoringCase(std::string_view left, std::string_view right);
 
+// Without blanks, tabs and line ends around it.
+std::string WithoutBlanks(std::string_view text);
+
 // "SECONDS[.FRACTION]" or "[HOURS:]MINUTES:SECONDS[.FRACTION]"; nothing when it is neither.
 std::optional<double> ParseTime(std::string_view text);
 

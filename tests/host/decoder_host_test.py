@@ -8,6 +8,9 @@ The words of --runner stand in front of the host and the worker, as "wine" does 
 import argparse
 import json
 import os
+import re
+import select
+import shutil
 import signal
 import struct
 import subprocess
@@ -399,6 +402,63 @@ class OnPosix(HostTest):
             self.assertEqual(wav_chunks("out.wav")[b"data"], worker_samples("good.flac"))
 
 
+class MissingWorker(HostTest):
+    def test_is_told_with_its_place(self):
+        decoders = os.path.join(os.path.dirname(OPTIONS.host), "decoders")
+        name = "decoder_ffmpeg.dll" if OPTIONS.runner else "decoder_ffmpeg.so"
+        os.makedirs("alone/decoders")
+        shutil.copy(os.path.join(decoders, name), "alone/decoders")
+        ffmpeg("-f", "lavfi", "-i", "sine=d=0.2", "good.flac")
+        result = self.host("--plugin", f"alone/decoders/{name}", "info", "good.flac", code=1)
+        self.assertRegex(result.stderr, rb"file not found \(.*alone[/\\]ffmpeg-lgpl\.exe\)")
+
+
+class OnWine(HostTest):
+    def on_console(self, *arguments, answer=None):
+        """What a console shows, without the sequences that Wine draws with, and the exit code."""
+        import pty
+        import tty
+
+        pid, terminal = pty.fork()
+        if pid == 0:
+            tty.setraw(0)  # Wine's console would get keys translated that come before it reads
+            os.execv(OPTIONS.runner[0], [*OPTIONS.runner, OPTIONS.host, *arguments])
+        output = b""
+        deadline = time.monotonic() + TIME_LIMIT
+        try:
+            while select.select([terminal], [], [], deadline - time.monotonic())[0]:
+                output += os.read(terminal, 4096)
+                if answer and b"[y/N]" in output:
+                    os.write(terminal, answer)
+                    answer = None
+            os.kill(pid, signal.SIGKILL)
+        except OSError:
+            pass  # how Linux reports that the other side has gone
+        os.close(terminal)
+        shown = re.sub(rb"\x1b(\[[0-9;?]*[A-Za-z]|\][^\x07]*\x07)", b"", output)
+        return os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1]), shown.decode()
+
+    def test_console(self):
+        self.host("formats")  # Wine's services begin here, and don't hold the console
+        ffmpeg("-f", "lavfi", "-i", "sine=d=0.2", "-metadata", "title=März кино", "good.tta")
+        self.assertIn("März кино", self.on_console("tags", "good.tta")[1])
+        self.assertIn("кино.tta", self.on_console("tags", "кино.tta")[1], "an error")
+        for answer, code in ((b"n\r", 1), (b" Y \r", 0)):
+            self.assertEqual(self.on_console("untag", "good.tta", answer=answer)[0], code)
+        self.assertEqual(self.json("tags", "good.tta")["tags"], [])
+
+    def test_path_that_names_a_drive(self):
+        ffmpeg("-f", "lavfi", "-i", "sine=d=0.2", "plain.flac")
+        self.assertEqual(self.json("info", "Z:plain.flac")["durationMs"], 200)
+
+    def test_text_of_old_tags(self):
+        """UTF-8 is the program's code page, but not that of ID3v1."""
+        ffmpeg("-f", "lavfi", "-i", "sine=d=0.2", "old.tta")
+        with open("old.tta", "ab") as file:
+            file.write(b"TAG" + b"M\xe4rz".ljust(124, b"\0") + b"\xff")
+        self.assertIn("März", self.host("tags", "old.tta").stdout.decode())
+
+
 def main():
     global OPTIONS
     parser = argparse.ArgumentParser()
@@ -412,6 +472,9 @@ def main():
     if OPTIONS.runner:
         global OnPosix
         del OnPosix
+    else:
+        global OnWine
+        del OnWine
     unittest.main(argv=[sys.argv[0], *rest])
 
 

@@ -4,6 +4,8 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <iostream>
+
 namespace host::system {
 
 std::vector<std::string> Arguments(int argc, char** argv) {
@@ -25,6 +27,16 @@ std::filesystem::path OwnFolder() {
 
 bool IsTerminal(std::FILE* stream) {
     return isatty(fileno(stream)) == 1;
+}
+
+bool WriteText(std::FILE* stream, std::string_view text) {
+    return std::fwrite(text.data(), 1, text.size(), stream) == text.size();
+}
+
+std::string ReadAnswer() {
+    std::string answer;
+    std::getline(std::cin, answer);
+    return answer;
 }
 
 int TerminalWidth(std::FILE* stream) {

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <atomic>
+#include <mutex>
 
 namespace host::system {
 
@@ -12,12 +13,20 @@ namespace {
 constexpr int kInterruptedExitCode = 130;
 
 std::atomic<bool> interrupted = false;
-std::atomic<decoder_plugin::QuitEvent*> quitEvent = nullptr;
+std::mutex guard;  // of the event, which the handler uses in a thread of the system's
+decoder_plugin::QuitEvent* quitEvent = nullptr;
 
-BOOL WINAPI OnConsoleEvent(DWORD) {
+BOOL WINAPI OnConsoleEvent(DWORD kind) {
+    const bool again = interrupted.exchange(true);
+    {
+        const std::lock_guard lock(guard);
+        if (quitEvent != nullptr) quitEvent->Set();
+    }
     // The second Ctrl-C ends the program at once.
-    if (interrupted.exchange(true)) return FALSE;
-    if (decoder_plugin::QuitEvent* const event = quitEvent) event->Set();
+    if (kind == CTRL_C_EVENT || kind == CTRL_BREAK_EVENT) return !again;
+    // The window closes or the session ends: the system would end the program as soon as this returns, and
+    // does so after some seconds anyway. Until then the main thread may clean up; its end ends this thread.
+    Sleep(INFINITE);
     return TRUE;
 }
 
@@ -29,8 +38,12 @@ EndRequests::EndRequests(decoder_plugin::QuitEvent& event) {
 }
 
 EndRequests::~EndRequests() {
-    SetConsoleCtrlHandler(OnConsoleEvent, FALSE);
-    quitEvent = nullptr;
+    {
+        const std::lock_guard lock(guard);
+        quitEvent = nullptr;
+    }
+    // A handler that waits may keep its list from being changed.
+    if (!interrupted) SetConsoleCtrlHandler(OnConsoleEvent, FALSE);
 }
 
 int InterruptionCode() {
