@@ -4,6 +4,8 @@
 #include <random>
 
 #include "codecs/decoders/ffmpeg/qel-matroska/file_stream.h"
+#include "codecs/decoders/ffmpeg/qel-matroska/matroska_tags.h"
+#include "codecs/decoders/ffmpeg/qel-matroska/retagging.h"
 #include "codecs/decoders/ffmpeg/qel-matroska/tag_encoding.h"
 #include "codecs/decoders/ffmpeg/qel-matroska/tag_update.h"
 #include "matroska_file.h"
@@ -12,7 +14,7 @@ namespace {
 
 using namespace matroska_file;
 
-// A file stream that counts, keeps what was done to the file, and fails at a chosen change of it.
+// A file stream that counts, keeps what was done to the file, and fails once, at a chosen change of it.
 class WatchedFile : public streamImpl {
   public:
     explicit WatchedFile(const std::u16string& path) : streamImpl(path.c_str()) {}
@@ -36,23 +38,28 @@ class WatchedFile : public streamImpl {
     std::vector<Change> changes;
     std::size_t failAt = ~std::size_t{0};
     bool halfWritten = false;  // the failing write gets half of its bytes into the file
+    std::uint64_t largestSize = ~std::uint64_t{0};
     std::uint64_t bytesRead = 0;
     std::uint64_t reads = 0;
 
     using streamImpl::Write;
     void Write(const void* data, std::size_t size) override {
         const std::string bytes(static_cast<const char*>(data), size);
-        if (changes.size() == failAt) {
-            if (halfWritten) streamImpl::Write(data, size / 2);
-            throw EBML::ParseError();
-        }
+        const bool fails = FailsNow();
+        if (fails && halfWritten) streamImpl::Write(data, size / 2);
+        if (fails || Tell() + size > largestSize) throw EBML::ParseError();
         changes.push_back({Tell(), bytes, false});
         streamImpl::Write(data, size);
     }
     void SetSize(std::uint64_t size) override {
-        if (changes.size() == failAt) throw EBML::ParseError();
+        if (FailsNow()) throw EBML::ParseError();
         changes.push_back({size, "", true});
         streamImpl::SetSize(size);
+    }
+    bool TakeRoom(std::uint64_t size) override {
+        if (FailsNow() || size > largestSize) return false;
+        changes.push_back({size, "", true});
+        return streamImpl::TakeRoom(size);
     }
 
   protected:
@@ -62,6 +69,14 @@ class WatchedFile : public streamImpl {
         ++reads;
         return count;
     }
+
+  private:
+    bool FailsNow() {
+        if (failed_ || changes.size() != failAt) return false;
+        return failed_ = true;
+    }
+
+    bool failed_ = false;
 };
 
 // The failure's text, or nothing. Pictures get a random number when they are merged: what was merged first is
@@ -93,85 +108,160 @@ std::string DeleteAll(EBML::StreamRW& stream) {
     }
 }
 
-TEST(MatroskaFileAccess, AFailureLeavesTheFileAsFarAsTheWritesWent) {
+// Whether a reader that stops at the first Cluster finds the Tracks: in front of it, or through the SeekHeads
+// there.
+bool TracksAreFound(const std::string& bytes, std::size_t dataBegin, std::size_t firstCluster) {
+    std::vector<Placed> heads;
+    for (const Placed& child : Children(bytes, dataBegin, firstCluster)) {
+        if (child.id == kTracks) return true;
+        if (child.id == kSeekHead) heads.push_back(child);
+    }
+    for (std::size_t i = 0; i < heads.size() && i < 9; ++i) {
+        for (const auto& [id, position] : SeekEntries(heads[i])) {
+            const std::size_t target = dataBegin + position;
+            if (bytes.compare(target, 4, IdBytes(id)) != 0) continue;
+            if (id == kTracks) return true;
+            if (id == kSeekHead) heads.push_back(ElementAt(bytes, target, bytes.size()));
+        }
+    }
+    return false;
+}
+
+struct Route {
+    const char* name;
+    std::string body;
+    bool deletes = false;
+    bool mixes = false;  // both values may be seen for a moment
+};
+
+std::vector<Route> Routes() {
     const std::string clusters =
         Element(kCluster, std::string(500, 'c'), 8) + Element(kCluster, std::string(9, 'd'), 8);
     const std::string info = Element(kInfo, "i");
     const std::string tracks = Element(kTracks, std::string(60, 't'));
     const std::string tags = Element(kTags, Tag(30, SimpleTag("MOOD", std::string(200, 'o'))));
+    const std::string shortTags = Element(kTags, Tag(30, SimpleTag("MOOD", "o")));
+    const std::string cues = Element(kCues, std::string(90, 'u'));
     const std::string cover =
         Element(kAttachments, AttachedFile("cover.png", "image/png", std::string(700, 'p')));
-    const struct {
-        const char* route;
-        std::string body;
-        bool leadingAreaLast;
-        bool deletes = false;
-    } cases[] = {
-        {"in place", info + tracks + tags + cover + clusters, false},
-        {"at the end", info + tracks + clusters + cover + Void(900) + tags, false},
-        {"several elements, one stays", tags + info + tracks + clusters + tags + cover + tags, false},
-        {"relayout without SeekHead", Void(20) + clusters + info + tracks + cover, true},
-        {"relayout with a small SeekHead", Void(60) + clusters + info + tracks + cover, true},
-        {"relayout in front", info + Void(800) + clusters + tracks + cover, true},
-        {"deletion", tags + info + tracks + clusters + cover, false, true},
+    // A SeekHead that lists everything, in front of the leading area.
+    const auto listed = [&](const std::string& leading, const std::string& tail, std::size_t room = 0) {
+        std::string head = Element(kSeekHead, "", 8);
+        // The second round knows how long the SeekHead is.
+        for (int round = 0; round < 2; ++round) {
+            std::string seeks;
+            const std::string body = head + (room != 0 ? Void(room) : "") + leading + clusters + tail;
+            for (const Placed& child : Children(body, 0, body.size())) {
+                if (child.id != kCluster && child.id != kVoid && child.id != kSeekHead)
+                    seeks += Seek(child.id, child.offset);
+            }
+            head = Element(kSeekHead, seeks, 8);
+        }
+        return head + (room != 0 ? Void(room) : "") + leading + clusters + tail;
     };
-    for (const auto& c : cases) {
-        const std::string before = Header() + Element(kSegment, c.body, 8);
+    return {
+        {"in place", info + tracks + tags + cover + clusters},
+        {"shorter at the end", info + tracks + clusters + cover + Void(900) + tags},
+        {"longer at the end", info + tracks + cover + Void(900) + clusters + shortTags},
+        {"several elements, one stays", tags + info + tracks + clusters + tags + cover + tags, false, true},
+        {"relayout without SeekHead", Void(20) + clusters + info + tracks + cover},
+        {"relayout with a small SeekHead", Void(60) + clusters + info + tracks + cover},
+        {"relayout in front", info + Void(800) + clusters + tracks + cover},
+        {"deletion", tags + info + tracks + clusters + cover, true},
+        {"Tracks behind the Clusters move to the front", listed(info, tracks + cues + tags + cover, 300)},
+        {"Tracks in front go behind, others come to the front",
+         listed(Element(kTracks, std::string(280, 't')), info + cues + tags + cover)},
+        {"Tracks behind the Clusters stay there", listed("", tags + cues + info + tracks)},
+        {"everything in front is listed", listed(info + tracks, cues + tags + cover)},
+    };
+}
+
+// Each route's process is ended before each of its changes, each of its changes fails once, whole and half,
+// and each route runs on disks of every size. Files that could be decoded can be, and what is read is the old
+// or the new value of tags and of pictures.
+TEST(MatroskaFileAccess, EveryStepLeavesAFileThatDecodesWithOldOrNewTags) {
+    for (const Route& route : Routes()) {
+        const std::string before = Header() + Element(kSegment, route.body, 8);
         const std::size_t dataBegin = Walk(before).dataBegin;
         const std::vector<Placed> old = Walk(before).All(kCluster);
+        const bool decodes = TracksAreFound(before, dataBegin, old[0].offset);
         Matroska::Chain merged;
         const auto run = [&](WatchedFile& stream) {
             EXPECT_TRUE(stream.Open(clFile::kRead | clFile::kWrite));
-            if (c.deletes) return DeleteAll(stream);
+            if (route.deletes) return DeleteAll(stream);
             IDTags newTags;
-            newTags.AddText(u"MOOD", u"new");
+            newTags.AddText(u"MOOD", u"some new mood");
             AddPicture(newTags, u"_albumart_1_Front Album Cover", Png("new"));
             return Update(stream, newTags, merged);
         };
         const TemporaryFile file(before);
+        const auto read = [&] {
+            IDTags tags;
+            const bool done = MatroskaTags::Read(file.Wide().c_str(), tags, {});
+            return Dump(tags) + (done ? "" : "failed");
+        };
+        const std::string oldTags = read();
         std::vector<WatchedFile::Change> all;
         {
             WatchedFile stream(file.Wide());
-            ASSERT_EQ(run(stream), "") << c.route;
+            ASSERT_EQ(run(stream), "") << route.name;
             all = stream.changes;
         }
-        ASSERT_GE(all.size(), 3U);
-        for (std::size_t failAt = 0; failAt < all.size(); ++failAt) {
+        const std::string done = file.Bytes();
+        const std::string newTags = read();
+        const auto part = [](const std::string& tags, bool pictures) {
+            const std::size_t cut = std::min(tags.find("_albumart"), tags.size());
+            return pictures ? tags.substr(cut) : tags.substr(0, cut);
+        };
+        const auto check = [&](bool whole) {
+            const std::string now = file.Bytes();
+            for (const Placed& cluster : old) {
+                EXPECT_EQ(now.substr(cluster.bodyOffset, cluster.body.size()), cluster.body);
+            }
+            if (!whole) return;
+            EXPECT_TRUE(!decodes || TracksAreFound(now, dataBegin, old[0].offset));
+            const std::string tags = read();
+            if (route.mixes) return;
+            for (const bool pictures : {false, true}) {
+                EXPECT_TRUE(part(tags, pictures) == part(oldTags, pictures) ||
+                            part(tags, pictures) == part(newTags, pictures))
+                    << tags;
+            }
+        };
+        ASSERT_GE(all.size(), 2U);
+        std::string state = before;
+        for (std::size_t step = 0; step < all.size(); ++step) {
+            SCOPED_TRACE(testing::Message() << route.name << ", change " << step << " of " << all.size());
+            file.Write(state);
+            check(true);
+            all[step].Apply(state);
             for (const bool half : {false, true}) {
-                SCOPED_TRACE(testing::Message() << c.route << ", change " << failAt << (half ? " half" : ""));
                 file.Write(before);
                 {
                     WatchedFile stream(file.Wide());
-                    stream.failAt = failAt;
+                    stream.failAt = step;
                     stream.halfWritten = half;
-                    EXPECT_NE(run(stream), "");
+                    EXPECT_TRUE(!run(stream).empty() || file.Bytes() == done) << "a success that isn't one";
                 }
-                std::string expected = before;
-                for (std::size_t i = 0; i < failAt; ++i) all[i].Apply(expected);
-                WatchedFile::Change last = all[failAt];
-                last.bytes.resize(last.bytes.size() / 2);
-                if (half && !last.resizes) last.Apply(expected);
-                // compared.
-                const std::string after = file.Bytes();
-                EXPECT_TRUE(after == expected);
-                for (const Placed& cluster : old) {
-                    EXPECT_EQ(after.substr(cluster.bodyOffset, cluster.body.size()), cluster.body);
-                }
-                const bool tagsDone =
-                    std::any_of(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(failAt),
-                                [&](const auto& change) { return change.position == dataBegin; });
-                if (c.leadingAreaLast && !tagsDone && !(half && last.position == dataBegin)) {
-                    EXPECT_EQ(after.substr(dataBegin, old[0].offset - dataBegin),
-                              before.substr(dataBegin, old[0].offset - dataBegin))
-                        << "the leading area goes last";
-                }
+                check(!half);
             }
         }
-        if (c.leadingAreaLast) {
-            const auto leading = std::find_if(
-                all.begin(), all.end(), [&](const auto& change) { return change.position == dataBegin; });
-            ASSERT_NE(leading, all.end());
-            EXPECT_EQ(leading->bytes.size(), old[0].offset - dataBegin) << "in a single write";
+        EXPECT_TRUE(state == done);
+        for (std::size_t disk = before.size(); disk < before.size() + 3000; disk += 37) {
+            SCOPED_TRACE(testing::Message() << route.name << ", a disk of " << disk);
+            file.Write(before);
+            WatchedFile stream(file.Wide());
+            stream.largestSize = disk;
+            const std::string failure = run(stream);
+            check(true);
+            if (failure.empty()) {
+                EXPECT_TRUE(file.Bytes() == done);
+            } else {
+                EXPECT_TRUE(failure == Matroska::FileNotTaggable().what() ||
+                            failure == "This file cannot be tagged")
+                    << failure;
+                EXPECT_TRUE(part(read(), true) == part(oldTags, true));
+            }
         }
     }
 }

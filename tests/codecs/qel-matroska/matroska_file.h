@@ -147,6 +147,21 @@ struct Segment {
     }
 };
 
+// The entries of a SeekHead: IDs and positions in the Segment's body.
+inline std::vector<std::pair<std::uint32_t, std::size_t>> SeekEntries(const Placed& seekHead) {
+    std::vector<std::pair<std::uint32_t, std::size_t>> entries;
+    for (const Placed& seek : Children(seekHead.body, 0, seekHead.body.size())) {
+        if (seek.id != 0x4DBB) continue;
+        std::uint64_t id = 0, position = 0;
+        for (const Placed& part : Children(seek.body, 0, seek.body.size())) {
+            std::uint64_t& value = part.id == 0x53AB ? id : position;
+            for (const char c : part.body) value = value << 8 | static_cast<unsigned char>(c);
+        }
+        entries.emplace_back(static_cast<std::uint32_t>(id), position);
+    }
+    return entries;
+}
+
 // Walks the Segment of a file, and the SeekHeads in it. What stands in front of the EBML header and behind
 // the Segment isn't looked at.
 inline Segment Walk(const std::string& file) {
@@ -156,15 +171,8 @@ inline Segment Walk(const std::string& file) {
     segment.dataBegin = whole.bodyOffset;
     segment.children = Children(file, segment.dataBegin, segment.dataBegin + whole.body.size());
     for (const Placed& seekHead : segment.All(kSeekHead)) {
-        for (const Placed& seek : Children(seekHead.body, 0, seekHead.body.size())) {
-            if (seek.id != 0x4DBB) continue;
-            std::uint64_t id = 0, position = 0;
-            for (const Placed& part : Children(seek.body, 0, seek.body.size())) {
-                std::uint64_t& value = part.id == 0x53AB ? id : position;
-                for (const char c : part.body) value = value << 8 | static_cast<unsigned char>(c);
-            }
-            segment.seeks.emplace_back(static_cast<std::uint32_t>(id), segment.dataBegin + position);
-        }
+        for (const auto& [id, position] : SeekEntries(seekHead))
+            segment.seeks.emplace_back(id, segment.dataBegin + position);
     }
     return segment;
 }

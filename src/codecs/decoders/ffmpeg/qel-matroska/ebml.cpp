@@ -91,10 +91,6 @@ std::uint64_t ReadElementSize(Stream& stream) {
     return first == kUnknownSizeByte ? kUnknownSize : ReadVarInt(stream, first, kLargestSizeWidth);
 }
 
-unsigned VarIntWidth(std::byte firstByte) {
-    return FindMarker(firstByte, kLargestSizeWidth).width;
-}
-
 std::uint64_t ReadUInt(Stream& stream, std::uint64_t size) {
     if (size < 1 || size > kLargestUInt) throw ParseError();
     return ReadBigEndian(stream, 0, static_cast<unsigned>(size));

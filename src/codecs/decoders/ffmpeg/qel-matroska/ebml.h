@@ -16,6 +16,7 @@ inline constexpr std::uint32_t ReadVersion = 0x2F7;
 inline constexpr std::uint32_t DocType = 0x282;
 inline constexpr std::uint32_t DocTypeReadVersion = 0x285;
 inline constexpr std::uint32_t Void = 0x6C;
+inline constexpr std::uint32_t Crc32 = 0x3F;
 }  // namespace Id
 
 // All of them raise ParseError for what is malformed and for what leaves the range.
@@ -25,7 +26,6 @@ std::uint64_t ReadUInt(Stream& stream, std::uint64_t size);  // 1 to 8 bytes, bi
 Bytes ReadBinary(Stream& stream, std::uint64_t size);        // allocates as bytes really come
 std::string ReadAscii(Stream& stream, std::uint64_t size);   // trailing NULs included
 std::string ReadUtf8(Stream& stream, std::uint64_t size);    // likewise; not validated as UTF-8
-unsigned VarIntWidth(std::byte firstByte);                   // 1 to 8
 
 // The text before the first NUL.
 std::string_view TextOf(const std::string& padded) noexcept;

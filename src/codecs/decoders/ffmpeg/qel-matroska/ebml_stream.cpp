@@ -106,7 +106,7 @@ Range NarrowRange(Stream& stream, std::uint64_t size) {
     const std::uint64_t position = stream.Tell();
     const bool measurable =
         size < kUnknownSize && size <= std::numeric_limits<std::uint64_t>::max() - position;
-    Assert(measurable, "!\"Should not get here\"");
+    Assert(measurable, "An element has no size that could be measured");
     try {
         return SetRange(stream, {position, position + size});
     } catch (const ParseError&) {

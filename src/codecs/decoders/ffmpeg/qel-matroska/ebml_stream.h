@@ -62,6 +62,8 @@ class StreamRW : public StreamSeekable, public StreamWritable {
     virtual void Write(const void* data, std::size_t size) = 0;
     virtual void SetSize(std::uint64_t size) = 0;
     virtual std::uint64_t GetSize() = 0;
+    // Lengthens the file to `size` with room that can't be refused any more. False with the length unchanged.
+    virtual bool TakeRoom(std::uint64_t size) = 0;
 
     // Ends the file and the range there.
     void Truncate(std::uint64_t size);

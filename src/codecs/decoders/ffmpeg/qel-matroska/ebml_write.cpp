@@ -72,7 +72,7 @@ void WriteUIntElement(StreamWritable& sink, std::uint32_t id, std::uint64_t valu
     WriteElement(sink, id, First(buffer, width));
 }
 
-Bytes BuildVoid(std::uint64_t size) {
+Bytes VoidHeader(std::uint64_t size) {
     if (size < kSmallestVoid) throw ParseError();
     StreamWritableSimple str;
     WriteVarInt(str, Id::Void);
@@ -84,7 +84,11 @@ Bytes BuildVoid(std::uint64_t size) {
     } else {
         WriteVarInt(str, size - kSmallestVoid);
     }
-    Bytes bytes = str.Take();
+    return str.Take();
+}
+
+Bytes BuildVoid(std::uint64_t size) {
+    Bytes bytes = VoidHeader(size);
     bytes.resize(size);
     return bytes;
 }
@@ -104,14 +108,14 @@ void WriteVoidAt(StreamRW& stream, std::uint64_t position, std::uint64_t size) {
 bool TryOverwriteAt(StreamRW& stream, std::uint32_t measureId, std::uint32_t writeId,
                     std::span<const std::byte> body) {
     const std::uint64_t position = stream.Tell();
-    const Bytes header = ElementHeader(writeId, body.size());
-    const std::uint64_t total = header.size() + body.size();
+    const std::uint64_t total = ElementHeader(writeId, body.size()).size() + body.size();
     const std::uint64_t avail = MeasureElementAndVoids(stream, measureId, total);
     if (avail < total || avail - total == 1) return false;
+    StreamWritableSimple sink;
+    WriteElement(sink, writeId, body);
+    WriteVoid(sink, avail - total);
     stream.Seek(position);
-    stream.Write(std::span(header));
-    stream.Write(body);
-    WriteVoid(stream, avail - total);
+    stream.Write(sink.View());
     return true;
 }
 

@@ -27,6 +27,9 @@ void WriteElement(StreamWritable& sink, std::uint32_t id, std::span<const std::b
 void WriteTextElement(StreamWritable& sink, std::uint32_t id, std::string_view text);
 void WriteUIntElement(StreamWritable& sink, std::uint32_t id, std::uint64_t value);
 
+// The ID and size of a Void that takes `size` bytes in all, for bytes that are a body already. Raises like
+// BuildVoid.
+Bytes VoidHeader(std::uint64_t size);
 // A whole Void element. A gap of one byte can't hold one and raises; so does 0.
 Bytes BuildVoid(std::uint64_t size);
 // Both do nothing for a size of 0.
@@ -34,8 +37,8 @@ void WriteVoid(StreamWritable& sink, std::uint64_t size);
 void WriteVoidAt(StreamRW& stream, std::uint64_t position, std::uint64_t size);
 
 // Writes an element over the one of the ID `measureId` at the present position and over the Voids behind it,
-// and fills what is left with a Void. False, with nothing written, when it doesn't fit or would leave one
-// byte.
+// and fills what is left with a Void, all in a single write, so that a process that ends leaves the old
+// element or the new one. False, with nothing written, when it doesn't fit or would leave one byte.
 bool TryOverwriteAt(StreamRW& stream, std::uint32_t measureId, std::uint32_t writeId,
                     std::span<const std::byte> body);
 

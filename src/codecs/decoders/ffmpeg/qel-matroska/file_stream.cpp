@@ -36,17 +36,20 @@ std::size_t streamImpl::ReadFileAt(std::uint64_t position, void* buffer, std::si
     return count;
 }
 
+void streamImpl::FillWindow() {
+    DropWindow();
+    const std::size_t wanted = position_ == steppedTo_ ? kHeaderWindowBytes : kWindowBytes;
+    windowSize_ = ReadFileAt(position_, window_.data(), wanted);
+    windowBegin_ = position_;
+}
+
 std::size_t streamImpl::ReadSome(void* buffer, std::size_t size) {
     const bool inWindow = position_ >= windowBegin_ && position_ - windowBegin_ < windowSize_;
     std::size_t count = 0;
     if (!inWindow && size >= kWindowBytes) {
         count = ReadFileAt(position_, buffer, size);
     } else {
-        if (!inWindow) {
-            DropWindow();
-            windowSize_ = ReadFileAt(position_, window_.data(), kWindowBytes);
-            windowBegin_ = position_;
-        }
+        if (!inWindow) FillWindow();
         const auto offset = static_cast<std::size_t>(position_ - windowBegin_);
         count = std::min(size, windowSize_ - offset);
         std::memcpy(buffer, window_.data() + offset, count);
@@ -70,6 +73,7 @@ void streamImpl::Skip(std::uint64_t size) {
     }
     RequireInRange(size);
     Seek(position_ + size);
+    steppedTo_ = position_;
 }
 
 void streamImpl::Seek(std::uint64_t position) {
@@ -100,6 +104,12 @@ void streamImpl::SetSize(std::uint64_t size) {
     if (size > kLargestPosition || !file_.SetLength(static_cast<std::int64_t>(size))) {
         throw EBML::ParseError();
     }
+}
+
+bool streamImpl::TakeRoom(std::uint64_t size) {
+    DropWindow();
+    filePointerKnown_ = false;
+    return size <= kLargestPosition && file_.TakeRoom(static_cast<std::int64_t>(size));
 }
 
 std::uint64_t streamImpl::GetSize() {

@@ -23,6 +23,7 @@ class streamImpl : public EBML::StreamRW {
     void Write(const void* data, std::size_t size) override;
     void SetSize(std::uint64_t size) override;
     std::uint64_t GetSize() override;
+    bool TakeRoom(std::uint64_t size) override;
 
   protected:
     // Every byte that is read from the file comes through here. Fewer only at the end of the file.
@@ -30,10 +31,13 @@ class streamImpl : public EBML::StreamRW {
 
   private:
     static constexpr std::size_t kWindowBytes = 4096;
+    // Behind a body that was stepped over most often only a header is read before the next step.
+    static constexpr std::size_t kHeaderWindowBytes = 16;
 
     std::size_t ReadSome(void* buffer, std::size_t size);
     void GoTo(std::uint64_t position);
     void DropWindow() noexcept { windowSize_ = 0; }
+    void FillWindow();
 
     clFile file_;
     std::uint64_t position_ = 0;
@@ -41,5 +45,6 @@ class streamImpl : public EBML::StreamRW {
     bool filePointerKnown_ = false;
     std::uint64_t windowBegin_ = 0;
     std::size_t windowSize_ = 0;
+    std::uint64_t steppedTo_ = ~std::uint64_t{0};  // where the last long Skip ended
     std::array<std::byte, kWindowBytes> window_;
 };

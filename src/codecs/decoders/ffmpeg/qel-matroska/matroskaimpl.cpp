@@ -8,6 +8,17 @@ namespace Matroska {
 using EBML::ParseError;
 using EBML::Stream;
 
+namespace {
+
+// A file may give its type any length; a log needs no more of it than tells it from others.
+std::string Quotable(std::string_view type) {
+    constexpr std::size_t kLongestQuote = 64;
+    if (type.size() <= kLongestQuote) return std::string(type);
+    return std::string(type.substr(0, kLongestQuote)) + "...";
+}
+
+}  // namespace
+
 void ParserSeekEntry::OnElement(std::uint32_t elementId, std::uint64_t size, Stream& stream) {
     if (elementId == Id::SeekID) {
         id = EBML::ReadElementId(stream);
@@ -89,7 +100,7 @@ void ParserRoot::OnElement(std::uint32_t id, std::uint64_t, Stream& stream) {
             header.Run(stream);
             const std::string_view type = EBML::TextOf(header.docType);
             if (type != "matroska" && type != "webm") {
-                throw ParseError("Unsupported document type: \"" + std::string(type) + "\"");
+                throw ParseError("Unsupported document type: \"" + Quotable(type) + "\"");
             }
             break;
         }

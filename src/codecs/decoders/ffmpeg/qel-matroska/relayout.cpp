@@ -1,11 +1,11 @@
 #include "codecs/decoders/ffmpeg/qel-matroska/relayout.h"
 
-#include <list>
+#include <algorithm>
 #include <utility>
 
 #include "codecs/decoders/ffmpeg/qel-matroska/ebml_write.h"
-#include "codecs/decoders/ffmpeg/qel-matroska/picture_encoding.h"
-#include "codecs/decoders/ffmpeg/qel-matroska/retagging.h"
+#include "codecs/decoders/ffmpeg/qel-matroska/layout.h"
+#include "codecs/decoders/ffmpeg/qel-matroska/segment_end.h"
 
 namespace Matroska {
 
@@ -13,15 +13,8 @@ namespace {
 
 using EBML::Assert;
 using EBML::ParseError;
-using EBML::StreamWritableSimple;
 
-// A Seek with an ID of 4 bytes and a position of up to 7 takes 20 bytes; the SeekHead's own header takes 10.
-constexpr std::uint64_t kSeekBytes = 20;
-constexpr std::uint64_t kSeekHeadHeaderBytes = 10;
-// What a SeekHead with one such entry may need; with less the file goes without one.
-constexpr std::uint64_t kSmallestSeekHeadRoom = 28;
-// ID and size of an element, as far as the test for room goes.
-constexpr std::uint64_t kHeaderAllowance = 8;
+constexpr std::uint64_t kLongVoidHeader = 9;
 
 class Relayout {
   public:
@@ -29,66 +22,46 @@ class Relayout {
 
     void Run(std::span<const std::byte> body, std::uint32_t id) {
         Survey(body, id);
-        seekHeadEstimate_ = kSeekBytes * elements_.size() + kSeekHeadHeaderBytes;
-        if (availLeading_ < kSmallestSeekHeadRoom) {
-            LayOutWithoutSeekHead();
-        } else if (availLeading_ < seekHeadEstimate_) {
-            LayOutWithSmallSeekHead();
-        } else {
-            LayOutInFront();
+        Layout layout = LayOut(elements_, room_);
+        RequireTracksFound(layout);
+        // A file without SeekHead is read by walking it, and one write changes its tail.
+        if (!layout.leading.empty() && !KeepsOldTail(layout)) {
+            RequireNoGap(layout);
+            if (WriteByWayOfCopy(layout)) return;
         }
-        WriteTail();
-        WriteLeadingArea();
-        root_.segment.ElementTable = std::move(table_);
+        if (!layout.tail.empty() || str_.GetSize() > room_.tailBegin) {
+            WriteSegmentEnd(root_, str_, room_.tailBegin, layout.tail);
+        }
+        WriteLeadingArea(FilledLeadingArea(layout));
+        root_.segment.ElementTable = std::move(layout.table);
     }
 
   private:
-    // Phase 1: what there is. Nothing is written.
+    // What there is. Nothing is written.
     void Survey(std::span<const std::byte> body, std::uint32_t id);
     std::uint64_t FindFirstCluster();
     void LoadElements(std::uint32_t id, const Offsets& offsets, OverlapGuard& guard);
     void RequireTailWithoutCluster();
 
-    // Phase 2: where everything goes. Still nothing is written.
-    void LayOutWithoutSeekHead();
-    void LayOutWithSmallSeekHead();
-    void LayOutInFront();
-    template <typename Test>
-    void PlaceIf(Test test, StreamWritableSimple& sink, std::uint64_t sinkOffset);
-    void PlaceOthersInTail();
-    void PlaceTagsInTail();
-    template <typename Test>
-    void PlaceInFrontIf(Test test, std::uint64_t avail);
+    void RequireTracksFound(const Layout& layout) const;
+    void RequireNoGap(const Layout& layout) const;
+    bool KeepsOldTail(const Layout& layout) const;
 
-    // Phase 3: the tail first. Until the last write the old leading area is whole.
-    void WriteTail();
-    void WriteLeadingArea();
+    bool WriteByWayOfCopy(Layout& layout);
+    EBML::Bytes FilledLeadingArea(const Layout& layout) const;
+    void WriteLeadingArea(std::span<const std::byte> area);
+    void WriteDifference(std::span<const std::byte> before, std::span<const std::byte> after);
 
-    std::uint64_t DataBegin() const noexcept { return root_.segment.SegmentDataBegin; }
+    std::uint64_t FirstCluster() const noexcept { return room_.dataBegin + room_.availLeading; }
 
     ParserRoot& root_;
     EBML::StreamRW& str_;
-    std::uint64_t availLeading_ = 0;  // from the Segment's first byte to the first Cluster
-    std::uint64_t scanTrailing_ = 0;  // where the elements behind the Clusters begin
-    std::uint64_t seekHeadEstimate_ = 0;
-    // What isn't placed yet; its order decides the order in the file.
-    std::list<EBML::chainEntry_t> elements_;
-    ElementMap table_;
-    StreamWritableSimple outPrefix_;   // the new leading area
-    StreamWritableSimple outPrefix2_;  // what stands behind the room of a SeekHead
-    StreamWritableSimple writer_;      // the new tail
+    Surroundings room_;
+    Chain elements_;
 };
 
-bool IsTags(const EBML::chainEntry_t& entry) noexcept {
-    return entry.id == Id::Tags;
-}
-
-bool IsOther(const EBML::chainEntry_t& entry) noexcept {
-    return !IsTags(entry);
-}
-
 std::uint64_t Relayout::FindFirstCluster() {
-    str_.SeekBounded(DataBegin());
+    str_.SeekBounded(room_.dataBegin);
     EBML::ScopedRange body(str_, root_.segment.SegmentDataSize);
     ClusterFinder finder;
     finder.Run(str_);
@@ -107,138 +80,122 @@ void Relayout::LoadElements(std::uint32_t id, const Offsets& offsets, OverlapGua
 }
 
 void Relayout::RequireTailWithoutCluster() {
-    str_.SeekBounded(scanTrailing_);
+    str_.SeekBounded(room_.tailBegin);
     while (str_.LeftInRange() != 0) {
         if (EBML::ReadElementId(str_) == Id::Cluster) throw ParseError();
         str_.Skip(EBML::ReadElementSize(str_));
     }
 }
 
+// A checksum of the Segment doesn't hold for the new one and isn't loaded, nor are Voids and SeekHeads.
 void Relayout::Survey(std::span<const std::byte> body, std::uint32_t id) {
+    room_.dataBegin = root_.segment.SegmentDataBegin;
     const std::uint64_t firstCluster = FindFirstCluster();
-    availLeading_ = firstCluster - DataBegin();
-    Assert(availLeading_ < str_.GetSize(), "availLeading < str.GetSize()");
-    scanTrailing_ = root_.SegmentEnd();
+    room_.availLeading = firstCluster - room_.dataBegin;
+    Assert(room_.availLeading < str_.GetSize(), "availLeading < str.GetSize()");
+    room_.tailBegin = root_.SegmentEnd();
     elements_.push_back({id, EBML::Bytes(body.begin(), body.end())});
     OverlapGuard guard(str_.m_range.end);
     for (const auto& [elementId, offsets] : root_.segment.ElementTable) {
         if (elementId == Id::Cluster) continue;
-        if (elementId != id && elementId != EBML::Id::Void && elementId != Id::SeekHead) {
+        if (elementId != id && elementId != EBML::Id::Void && elementId != EBML::Id::Crc32 &&
+            elementId != Id::SeekHead) {
             LoadElements(elementId, offsets, guard);
         }
         const auto behind = offsets.upper_bound(firstCluster);
-        if (behind != offsets.end() && *behind < scanTrailing_) scanTrailing_ = *behind;
+        if (behind != offsets.end() && *behind < room_.tailBegin) room_.tailBegin = *behind;
     }
     RequireTailWithoutCluster();
 }
 
-// Writes every element that passes the test to the sink, whose first byte goes to `sinkOffset`.
-template <typename Test>
-void Relayout::PlaceIf(Test test, StreamWritableSimple& sink, std::uint64_t sinkOffset) {
-    for (auto entry = elements_.begin(); entry != elements_.end();) {
-        if (!test(*entry)) {
-            ++entry;
-            continue;
+// Readers look for Tracks behind the Clusters only where a SeekHead in front says so: a file that has one
+// mustn't lose it.
+void Relayout::RequireTracksFound(const Layout& layout) const {
+    const Offsets& oldHeads = root_.ElemOffsets(Id::SeekHead);
+    const Offsets& tracks = root_.ElemOffsets(Id::Tracks);
+    const bool pointedAt = !oldHeads.empty() && *oldHeads.begin() < FirstCluster() && !tracks.empty() &&
+                           *tracks.begin() > FirstCluster();
+    if (pointedAt && layout.leading.empty()) throw ParseError();
+}
+
+void Relayout::RequireNoGap(const Layout& layout) const {
+    if (room_.availLeading - layout.leading.size() == 1) throw ParseError();
+}
+
+// Whether everything that is known behind the Clusters stands where it stood. Then the old leading area is
+// true still when the new tail is written.
+bool Relayout::KeepsOldTail(const Layout& layout) const {
+    for (const auto& [id, offsets] : root_.segment.ElementTable) {
+        if (id == Id::Cluster || id == EBML::Id::Void) continue;
+        const auto found = layout.table.find(id);
+        for (auto old = offsets.lower_bound(room_.tailBegin); old != offsets.end(); ++old) {
+            if (found == layout.table.end() || !found->second.contains(*old)) return false;
         }
-        table_[entry->id].insert(sinkOffset + sink.Size());
-        EBML::WriteElement(sink, entry->id, entry->data);
-        entry = elements_.erase(entry);
     }
+    return true;
 }
 
-void Relayout::PlaceOthersInTail() {
-    PlaceIf(IsOther, writer_, scanTrailing_);
-}
+// Writes the layout when the old tail goes: first one that has its tail behind the old one, so that there is
+// a whole file at every step, and then the tail once more, to its place. The copy lies in a Void, which hides
+// it from who walks the file, and is found when the leading area lists it. False, with the file as it was,
+// when there is no room for the copy.
+bool Relayout::WriteByWayOfCopy(Layout& layout) {
+    const std::uint64_t oldSize = str_.m_range.end;
+    const std::uint64_t end = room_.tailBegin + layout.tail.size();
+    Surroundings behind = room_;
+    behind.tailBegin = std::max(oldSize, end) + kLongVoidHeader;
+    const Layout copy = LayOut(elements_, behind);
+    const EBML::Bytes copyLeading = FilledLeadingArea(copy);
+    const EBML::Bytes finalLeading = FilledLeadingArea(layout);
+    const std::uint64_t copyEnd = behind.tailBegin + copy.tail.size();
 
-void Relayout::PlaceTagsInTail() {
-    PlaceIf(IsTags, writer_, scanTrailing_);
-}
-
-// No room for even the smallest SeekHead: the file goes without and is found by walking it.
-void Relayout::LayOutWithoutSeekHead() {
-    PlaceOthersInTail();
-    PlaceTagsInTail();
-}
-
-// Room for a SeekHead that points at the one with all entries, behind the Clusters.
-void Relayout::LayOutWithSmallSeekHead() {
-    PlaceOthersInTail();
-    const std::uint64_t mainSeekHead = scanTrailing_ + writer_.Size();
-    const std::uint64_t suffixTagsBase = mainSeekHead + seekHeadEstimate_;
-    PlaceIf(IsTags, outPrefix2_, suffixTagsBase);
-    EBML::WriteElement(writer_, Id::SeekHead, EncodeSeekHeadBody(table_, DataBegin()));
-    if (!outPrefix2_.Empty()) {
-        EBML::WriteVoid(writer_, suffixTagsBase - scanTrailing_ - writer_.Size());
-        Assert(writer_.Size() + scanTrailing_ == suffixTagsBase,
-               "writer.Size() + scanTrailing == suffixTagsBase");
-        writer_.Write(outPrefix2_.View());
+    EBML::Bytes around = EBML::VoidHeader(copyEnd - oldSize);
+    around.resize(behind.tailBegin - oldSize);
+    around.insert(around.end(), copy.tail.begin(), copy.tail.end());
+    try {
+        WriteSegmentEnd(root_, str_, oldSize, around);
+    } catch (const NoRoom&) {
+        return false;
     }
-    const ElementMap onlySeekHead{{Id::SeekHead, {mainSeekHead}}};
-    EBML::WriteElement(outPrefix_, Id::SeekHead, EncodeSeekHeadBody(onlySeekHead, DataBegin()));
-    table_[Id::SeekHead] = {mainSeekHead, DataBegin()};
-    if (outPrefix_.Size() > availLeading_ || availLeading_ - outPrefix_.Size() == 1) throw ParseError();
+    WriteLeadingArea(copyLeading);
+
+    EBML::StreamWritableSimple sink;
+    sink.Write(layout.tail);
+    sink.Write(EBML::VoidHeader(copyEnd - end));
+    str_.SeekBounded(room_.tailBegin);
+    str_.Write(sink.View());
+    WriteDifference(copyLeading, finalLeading);
+    root_.segment.ElementTable = std::move(layout.table);
+    EndSegmentAt(root_, str_, end);
+    return true;
 }
 
-template <typename Test>
-void Relayout::PlaceInFrontIf(Test test, std::uint64_t avail) {
-    const auto fits = [&](const EBML::chainEntry_t& entry) {
-        Assert(outPrefix2_.Size() <= avail, "outPrefix2.Size() <= avail");
-        return test(entry) && entry.data.size() + kHeaderAllowance < avail - outPrefix2_.Size();
-    };
-    PlaceIf(fits, outPrefix2_, DataBegin() + seekHeadEstimate_);
-    Assert(outPrefix2_.Size() <= avail, "outPrefix2.Size() <= avail");
+EBML::Bytes Relayout::FilledLeadingArea(const Layout& layout) const {
+    if (layout.leading.size() > room_.availLeading) throw ParseError();
+    EBML::StreamWritableSimple sink;
+    sink.Write(layout.leading);
+    EBML::WriteVoid(sink, room_.availLeading - sink.Size());
+    Assert(sink.Size() == room_.availLeading, "writer.Size() == availLeading");
+    return sink.Take();
 }
 
-// SeekHead and as much as fits in front of the Clusters. The Tags go last, where they can grow.
-void Relayout::LayOutInFront() {
-    const std::uint64_t avail = availLeading_ - seekHeadEstimate_;
-    for (const std::uint32_t id : {Id::Info, Id::Tracks, Id::Cues}) {
-        PlaceInFrontIf([id](const EBML::chainEntry_t& entry) { return entry.id == id; }, avail);
-    }
-    PlaceInFrontIf(IsOther, avail);
-    PlaceOthersInTail();
-    PlaceTagsInTail();
-    EBML::WriteElement(outPrefix_, Id::SeekHead, EncodeSeekHeadBody(table_, DataBegin()));
-    table_[Id::SeekHead].insert(DataBegin());
-    Assert(outPrefix_.Size() < seekHeadEstimate_, "outPrefix.Size() < seekHeadEstimate");
-    EBML::WriteVoid(outPrefix_, seekHeadEstimate_ - outPrefix_.Size());
-    Assert(outPrefix_.Size() == seekHeadEstimate_, "outPrefix.Size() == seekHeadEstimate");
-    outPrefix_.Write(outPrefix2_.View());
+void Relayout::WriteLeadingArea(std::span<const std::byte> area) {
+    str_.SeekBounded(room_.dataBegin);
+    str_.Write(area);
 }
 
-void Relayout::WriteTail() {
-    if (writer_.Empty() && str_.GetSize() <= scanTrailing_) return;
-    const std::uint64_t newSize = scanTrailing_ + writer_.Size() - DataBegin();
-    if (!RewriteSegmentSize(str_, root_.SegmentOffset, newSize)) throw ParseError();
-    str_.SeekBounded(scanTrailing_);
-    str_.Write(writer_.View());
-    TruncateAt(root_, str_, str_.Tell());
-}
-
-void Relayout::WriteLeadingArea() {
-    if (outPrefix_.Size() < availLeading_) EBML::WriteVoid(outPrefix_, availLeading_ - outPrefix_.Size());
-    if (outPrefix_.Size() > availLeading_) throw ParseError();
-    Assert(outPrefix_.Size() == availLeading_, "writer.Size() == availLeading");
-    str_.SeekBounded(DataBegin());
-    str_.Write(outPrefix_.View());
+// Both are leading areas of the same elements: only positions in the SeekHead differ.
+void Relayout::WriteDifference(std::span<const std::byte> before, std::span<const std::byte> after) {
+    const auto first = std::ranges::mismatch(before, after);
+    const auto begin = static_cast<std::size_t>(first.in2 - after.begin());
+    std::size_t end = after.size();
+    while (end > begin && before[end - 1] == after[end - 1]) --end;
+    if (begin == end) return;
+    str_.SeekBounded(room_.dataBegin + begin);
+    str_.Write(after.subspan(begin, end - begin));
 }
 
 }  // namespace
-
-EBML::Bytes EncodeSeekHeadBody(const ElementMap& table, std::uint64_t dataBegin) {
-    StreamWritableSimple body;
-    for (const auto& [id, offsets] : table) {
-        EBML::VarIntBuffer idBytes;
-        const unsigned idWidth = EBML::EncodeVarInt(id, idBytes);
-        for (const std::uint64_t offset : offsets) {
-            StreamWritableSimple seek;
-            EBML::WriteElement(seek, Id::SeekID, std::span(idBytes).first(idWidth));
-            EBML::WriteUIntElement(seek, Id::SeekPosition, offset - dataBegin);
-            EBML::WriteElement(body, Id::Seek, seek.View());
-        }
-    }
-    return body.Take();
-}
 
 void RelayoutSegment(ParserRoot& root, EBML::StreamRW& stream, std::span<const std::byte> body,
                      std::uint32_t id) {

@@ -5,13 +5,14 @@
 #include <vector>
 
 #include "codecs/decoders/ffmpeg/qel-matroska/ebml_write.h"
-#include "codecs/decoders/ffmpeg/qel-matroska/retagging.h"
+#include "codecs/decoders/ffmpeg/qel-matroska/segment_end.h"
 
 namespace Matroska {
 
 namespace {
 
-// Collects the Seek entries that point at elements which are going, each with the end of its SeekHead.
+// Collects the Seek entries that point at elements which are going, each with the end of its SeekHead, and
+// the checksums of those SeekHeads.
 class ParserSeekTablePurgeEntries : public EBML::Parser {
   public:
     ParserSeekTablePurgeEntries(std::uint32_t id, const Offsets& offsets, std::uint64_t segmentDataBegin)
@@ -19,30 +20,50 @@ class ParserSeekTablePurgeEntries : public EBML::Parser {
 
     std::vector<std::pair<std::uint64_t, std::uint64_t>> stale;  // begin of the entry, end of the SeekHead
 
+    std::vector<std::pair<std::uint64_t, std::uint64_t>> checksums;  // begin and end of each
+
   protected:
-    void OnBegin(EBML::Stream& stream) override { seekHeadEnd_ = stream.m_range.end; }
+    void OnBegin(EBML::Stream& stream) override {
+        seekHeadEnd_ = stream.m_range.end;
+        checksumEnd_ = 0;
+    }
 
     void OnElement(std::uint32_t id, std::uint64_t, EBML::Stream& stream) override {
+        if (id == EBML::Id::Crc32 && checksumEnd_ == 0) {
+            checksumBegin_ = elementStart;
+            checksumEnd_ = stream.m_range.end;
+        }
         if (id != Id::Seek) return;
         ParserSeekEntry entry;
         entry.Run(stream);
         if (entry.id == id_ && offsets_->contains(segmentDataBegin_ + entry.position) &&
             elementStart < seekHeadEnd_) {
             stale.emplace_back(elementStart, seekHeadEnd_);
+            NoteChecksum();
         }
     }
 
   private:
+    void NoteChecksum() {
+        const std::pair checksum(checksumBegin_, checksumEnd_);
+        if (checksumEnd_ != 0 && (checksums.empty() || checksums.back() != checksum)) {
+            checksums.push_back(checksum);
+        }
+    }
+
     std::uint32_t id_;
     const Offsets* offsets_;
     std::uint64_t segmentDataBegin_;
     std::uint64_t seekHeadEnd_ = 0;
+    std::uint64_t checksumBegin_ = 0;
+    std::uint64_t checksumEnd_ = 0;
 };
 
 void PurgeSeekEntries(const ParserRoot& root, EBML::StreamRW& stream, std::uint32_t id,
                       const Offsets& offsets) {
     ParserSeekTablePurgeEntries purge(id, offsets, root.segment.SegmentDataBegin);
     root.RunOnEach(Id::SeekHead, stream, purge);
+    for (const auto& [begin, end] : purge.checksums) EBML::WriteVoidAt(stream, begin, end - begin);
     for (const auto& [begin, end] : purge.stale) {
         EBML::WriteVoidAt(stream, begin, EBML::MeasureAt(stream, Id::Seek, begin, end));
     }
@@ -73,10 +94,7 @@ std::uint64_t EndOfContent(const ParserRoot& root, EBML::StreamRW& stream) {
 void TrimSegmentTail(ParserRoot& root, EBML::StreamRW& stream) {
     const std::uint64_t end = EndOfContent(root, stream);
     if (end == 0 || end >= root.SegmentEnd()) return;
-    if (!RewriteSegmentSize(stream, root.SegmentOffset, end - root.segment.SegmentDataBegin)) {
-        throw EBML::ParseError();
-    }
-    TruncateAt(root, stream, end);
+    EndSegmentAt(root, stream, end);
 }
 
 }  // namespace
@@ -99,6 +117,13 @@ void RemoveOtherElements(ParserRoot& root, EBML::StreamRW& stream, std::uint32_t
     Offsets others = root.ElemOffsets(id);
     others.erase(keepOffset);
     RemoveElements(root, stream, id, others);
+}
+
+void DropSegmentChecksum(ParserRoot& root, EBML::StreamRW& stream) {
+    const std::uint64_t first = root.segment.SegmentDataBegin;
+    if (root.ElemOffsets(EBML::Id::Crc32).contains(first)) {
+        RemoveElements(root, stream, EBML::Id::Crc32, {first});
+    }
 }
 
 std::size_t RemoveAllElements(ParserRoot& root, EBML::StreamRW& stream, std::uint32_t removeMe) {

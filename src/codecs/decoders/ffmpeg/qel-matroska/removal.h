@@ -18,4 +18,8 @@ void RemoveOtherElements(ParserRoot& root, EBML::StreamRW& stream, std::uint32_t
 // All elements of the ID; how many there were.
 std::size_t RemoveAllElements(ParserRoot& root, EBML::StreamRW& stream, std::uint32_t removeMe);
 
+// The checksum of the Segment, its first child, which no longer holds when anything was changed. It becomes a
+// Void.
+void DropSegmentChecksum(ParserRoot& root, EBML::StreamRW& stream);
+
 }  // namespace Matroska

@@ -23,10 +23,4 @@ bool ReplaceElement(ParserRoot& root, EBML::StreamRW& stream, std::span<const st
 bool TryReplaceInPlace(ParserRoot& root, EBML::StreamRW& stream, std::span<const std::byte> body,
                        std::uint32_t id);
 
-// Into the size field as wide as it is. False, with nothing changed, when the size doesn't fit.
-bool RewriteSegmentSize(EBML::StreamRW& stream, std::uint64_t segmentOffset, std::uint64_t newSize);
-
-// Ends file and Segment there.
-void TruncateAt(ParserRoot& root, EBML::StreamRW& stream, std::uint64_t offset);
-
 }  // namespace Matroska

@@ -23,7 +23,8 @@ void UpdateTags(ParserRoot& root, EBML::StreamRW& stream, const TagEditor& edito
     if (!ReplaceElement(root, stream, EncodeTags(record), Id::Tags)) throw FileNotTaggable();
 }
 
-// The children of all Attachments elements, in file order, but for Voids.
+// The children of all Attachments elements, in file order, but for Voids and for checksums, which don't hold
+// for a changed list.
 Chain ReadChain(const ParserRoot& root, EBML::StreamRW& stream) {
     Chain chain;
     OverlapGuard guard(stream.m_range.end);
@@ -33,7 +34,7 @@ Chain ReadChain(const ParserRoot& root, EBML::StreamRW& stream) {
         EBML::ScopedRange body(stream, EBML::ReadElementSize(stream));
         guard.Take(stream.LeftInRange());
         EBML::ForEachChild(stream, [&](std::uint32_t id, std::uint64_t size, EBML::Stream& child) {
-            if (id == EBML::Id::Void) return;
+            if (id == EBML::Id::Void || id == EBML::Id::Crc32) return;
             chain.push_back({id, EBML::ReadBinary(child, size)});
         });
         body.Restore();
@@ -54,6 +55,7 @@ void UpdateAttachments(ParserRoot& root, EBML::StreamRW& stream, const Attachmen
     chain.clear();
     if (body.empty()) {
         RemoveAllElements(root, stream, Id::Attachments);
+        DropSegmentChecksum(root, stream);
     } else if (!ReplaceElement(root, stream, body, Id::Attachments)) {
         throw std::runtime_error("This file cannot be tagged");
     }
