@@ -311,6 +311,20 @@ TEST(MatroskaFileAccess, ReadsAndWritesKilobytesOfAFileOfGigabytes) {
     }
 }
 
+TEST(MatroskaFileAccess, ReadsAHeaderAtEachClusterWithoutASeekHead) {
+    constexpr std::uint64_t kClusters = 1000;
+    std::string body = Element(kInfo, "i") + Element(kTracks, "t");
+    for (std::uint64_t i = 0; i < kClusters; ++i) body += Element(kCluster, std::string(5000, 'c'));
+    const TemporaryFile file(Header() + Element(kSegment, body + Element(kTags, ""), 8));
+    WatchedFile stream(file.Wide());
+    ASSERT_TRUE(stream.Open(clFile::kRead));
+    Matroska::ParserRoot root;
+    root.Open(stream);
+    EXPECT_TRUE(root.HasElement(Matroska::Id::Tags));
+    EXPECT_LE(stream.bytesRead, 16 * kClusters + 3 * 4096);
+    EXPECT_LE(stream.reads, kClusters + 10);
+}
+
 // The window below Read has to show what was written, cut and appended.
 TEST(MatroskaFileAccess, TheWindowIsCoherentWithWrites) {
     const TemporaryFile file(std::string(20000, 'x'));

@@ -3,6 +3,7 @@
 // written.
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <nlohmann/json.hpp>
 #include <set>
 
@@ -278,6 +279,59 @@ TEST_F(MatroskaJudges, SeeTheTypesOfPictures) {
         EXPECT_TRUE(Extract(file, attachment["file_name"]) == picture);
         EXPECT_TRUE(DataOf(Read(file), "_albumart_1_Media") == picture);
     }
+}
+
+// What MediaInfo and FFmpeg say of the file's checksums.
+std::string ChecksumComplaints(const fs::path& file) {
+    return Shell("mediainfo --Details=1 " + Quoted(file) +
+                 " | grep -w NOK; ffmpeg -v error -err_detect crccheck+explode -i " + Quoted(file) +
+                 " -map 0:a -f null - 2>&1");
+}
+
+TEST_F(MatroskaJudges, FindNoChecksumThatDoesNotHold) {
+    const fs::path file = folder_ / "checksums.mkv";
+    kit::Ffmpeg({"-i", Path("plain.mka"), "-c", "copy", "-metadata", "album=A", "-attach", Path("cover.jpg"),
+                 "-metadata:s:t", "mimetype=image/jpeg", file.string()});
+    const std::string before = kit::ReadFile(file);
+    std::string broken = before;
+    broken[broken.find("\xBF\x84") + 3] ^= 1;
+    kit::WriteFile(folder_ / "broken.mkv", broken);
+    EXPECT_NE(ChecksumComplaints(folder_ / "broken.mkv"), "") << "the judge sees nothing";
+    ASSERT_EQ(ChecksumComplaints(file), "");
+    // The only attachment goes, and so does its entry in a SeekHead that has a checksum.
+    ASSERT_TRUE(decoder_.DeleteTags(file, {"_albumart_1_Front Album Cover"})) << decoder_.ErrorLog();
+    EXPECT_EQ(ChecksumComplaints(file), "");
+    EXPECT_EQ(Shell("mkvinfo " + Quoted(file) + " | grep -i attach"), "");
+    kit::WriteFile(file, before);
+    const std::string png = kit::ReadFile(folder_ / "small.png");
+    ASSERT_TRUE(Write(file, {{"ALBUM", "B", ""}, {"_albumart_1_Back Album Cover", "", png}}));
+    EXPECT_EQ(ChecksumComplaints(file), "");
+    EXPECT_EQ(Images(Identify(file)), (std::set<std::string>{"cover.jpg", "back cover.png"}));
+    ASSERT_TRUE(decoder_.DeleteTags(file));
+    EXPECT_EQ(ChecksumComplaints(file), "");
+}
+
+// A stream that was saved while it was sent: neither the Segment nor its Clusters say how long they are.
+TEST_F(MatroskaJudges, PlayTheSamplesOfARefusedLiveFile) {
+    const fs::path file = folder_ / "sent.mka";
+    kit::Ffmpeg({"-i", Path("plain.mka"), "-c", "copy", "-live", "1", file.string()});
+    std::string bytes = kit::ReadFile(file);
+    const std::string unknown = "\x01\xFF\xFF\xFF\xFF\xFF\xFF\xFF";
+    ASSERT_NE(bytes.find("\x18\x53\x80\x67" + unknown), std::string::npos);
+    const std::size_t size = bytes.find("\x1F\x43\xB6\x75") + 4;
+    bytes.replace(size,
+                  static_cast<std::size_t>(std::countl_zero(static_cast<unsigned char>(bytes[size]))) + 1,
+                  unknown);
+    kit::WriteFile(file, bytes);
+    const auto samples = [&] { return kit::Ffmpeg({"-i", file.string(), "-map", "0:a", "-f", "md5", "-"}); };
+    const std::string before = samples();
+    EXPECT_FALSE(Write(file, {{"ALBUM", std::string(500, 'a'), ""}}));
+    EXPECT_EQ(
+        decoder_.ErrorLog(),
+        "Couldn't update Matroska tags: File can't be retagged, please re-mux it with up-to-date Matroska "
+        "tools  [writeTagsInternal]\r\n");
+    EXPECT_TRUE(kit::ReadFile(file) == bytes);
+    EXPECT_EQ(samples(), before);
 }
 
 TEST_F(MatroskaJudges, RefusalsSayWhyInTheLog) {

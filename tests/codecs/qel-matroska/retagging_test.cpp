@@ -249,6 +249,11 @@ TEST(MatroskaRetagging, RefusesAndLeavesTheFileAlone) {
         {"no Cluster", File(info + Void(200)), kNotTaggable},
         {"unknown size in one byte", live, kNotTaggable},
         {"size field too narrow", File(info + Void(60) + kClusters, 1), kNotTaggable},
+        {"Tracks that no reader would find any more",
+         File(Element(kSeekHead, Seek(kTracks, 60)) + kClusters + Element(kTracks, "t")), kNotTaggable},
+        {"a foreign type, of which a log gets no more than it needs",
+         Header(std::string(5000, 'x')) + Element(kSegment, kClusters),
+         "Unsupported document type: \"" + std::string(64, 'x') + "...\""},
         {"rubbish behind the Segment", File(info + Void(100) + kClusters) + "rubbish", kNotTaggable},
         {"an element behind the Segment", File(info + Void(100) + kClusters) + Element(0xBF, "1234"), ""},
         {"broken tags",
@@ -260,6 +265,48 @@ TEST(MatroskaRetagging, RefusesAndLeavesTheFileAlone) {
         EXPECT_EQ(outcome.failure, c.failure) << c.what;
         EXPECT_EQ(outcome.bytes == c.file, !c.failure.empty()) << c.what;
     }
+}
+
+// Neither the Segment nor a Cluster says how long it is: a Segment that does would lose the Cluster.
+TEST(MatroskaRetagging, LiveFilesAreEditedOnlyWhereTheirSizesStay) {
+    const std::string unknown = "\x01\xFF\xFF\xFF\xFF\xFF\xFF\xFF";
+    const auto live = [&](const std::string& leading, bool firstKnown) {
+        return Header() + IdBytes(kSegment) + unknown + leading + (firstKnown ? kCluster1 : "") +
+               IdBytes(kCluster) + unknown + "sound";
+    };
+    for (const bool firstKnown : {false, true}) {
+        const std::string refused = live(Element(kTracks, "t") + Void(300), firstKnown);
+        const Outcome outcome = WriteMood(refused, "new");
+        EXPECT_EQ(outcome.failure, kNotTaggable);
+        EXPECT_EQ(outcome.bytes, refused);
+        const std::string roomy = TagsElement(std::string(100, 'o'));
+        const std::string fitted = NewTags("new");
+        EXPECT_EQ(WriteMood(live(roomy, firstKnown), "new").bytes,
+                  live(fitted + Void(roomy.size() - fitted.size()), firstKnown));
+    }
+}
+
+TEST(MatroskaRetagging, DropsChecksumsThatNoLongerHold) {
+    const std::string checksum = Element(0xBF, "1234");
+    const std::string cover = AttachedFile("cover.png", "image/png", "C");
+    const std::string same = TagsElement(std::string(100, 'o'));
+    const std::string fitted = NewTags("new");
+    const std::string rest = Void(same.size() - fitted.size());
+    EXPECT_EQ(WriteMood(File(checksum + same + kClusters), "new").bytes,
+              File(Void(6) + fitted + rest + kClusters))
+        << "of the Segment";
+    EXPECT_EQ(WriteMood(File(checksum + Void(400) + kClusters), "new").bytes.find(checksum),
+              std::string::npos);
+    EXPECT_EQ(Order(Delete(File(kClusters + Element(kAttachments, checksum + cover)), nullptr)),
+              "Cluster Cluster ")
+        << "is no attachment";
+    const std::string head = checksum + Seek(kAttachments, 0);
+    const std::size_t before = Element(kSeekHead, head).size() + kClusters.size();
+    EXPECT_EQ(Delete(File(Element(kSeekHead, checksum + Seek(kAttachments, before)) + kClusters +
+                          Element(kAttachments, cover)),
+                     nullptr),
+              File(Element(kSeekHead, Void(6) + Void(Seek(kAttachments, 0).size())) + kClusters))
+        << "of a SeekHead";
 }
 
 TEST(MatroskaRetagging, KeepsWhatItDoesNotUnderstand) {

@@ -156,6 +156,8 @@ bool Relayout::WriteByWayOfCopy(Layout& layout) {
         WriteSegmentEnd(root_, str_, oldSize, around);
     } catch (const NoRoom&) {
         return false;
+    } catch (const SizeNotWritable&) {
+        return false;
     }
     WriteLeadingArea(copyLeading);
 
