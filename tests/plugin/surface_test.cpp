@@ -86,7 +86,9 @@ TEST(Surface, TakesNullForAnAnswer) {
 }
 
 TEST(Surface, WritesItsLogs) {
-    const kit::Plugin plugin;
+    // A copy of its own: in a library that stays loaded, failed opens of other tests have left their levels.
+    const kit::PluginWithWorker installed(STAND_IN_WORKER);
+    const kit::Plugin& plugin = installed.plugin();
     kit::TestDecoder decoder(plugin);
     DecoderOpenInfo open{};
     open.flags = DECODER_OPEN_EXTERNAL_PACKETS;
