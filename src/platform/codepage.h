@@ -20,4 +20,10 @@ std::u16string ToWide(CodePage page, std::string_view bytes);
 // U+FFFD in UTF-8.
 std::string FromWide(CodePage page, std::u16string_view text);
 
+// File names and what else the system gives and takes as bytes of its own: UTF-8 as a rule. Where names are
+// any bytes, one that is no part of UTF-8 travels as a lone surrogate, U+DC80 to U+DCFF for 0x80 to 0xFF, and
+// becomes that byte again.
+std::u16string NameToWide(std::string_view bytes);
+std::string NameFromWide(std::u16string_view name);
+
 }  // namespace platform

@@ -37,6 +37,14 @@ ProcessHandle StartProcess(const ProcessStart& start);
 // True when the process has ended within the limit.
 bool WaitForProcess(ProcessHandle process, Milliseconds limit) noexcept;
 
+// Set once the process has ended. Belongs to the handle and is gone with it. Not for a process that
+// WaitForProcess already saw the end of.
+EventHandle EndSignal(ProcessHandle process) noexcept;
+
+// The exit code of a process that has ended; where signals end processes, the negative number of the one that
+// did. False while it runs, and where nobody can tell.
+bool ExitCode(ProcessHandle process, std::int32_t& code) noexcept;
+
 // Ends the process at once, with exit code -1 where the killer may choose one.
 void KillProcess(ProcessHandle process) noexcept;
 

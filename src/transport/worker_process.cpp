@@ -6,10 +6,11 @@
 
 #include "platform/error.h"
 #include "transport/exceptions.h"
+#include "transport/waitable.h"
 
 namespace {
 
-constexpr platform::Milliseconds kGrace = 2000;
+constexpr auto kGrace = static_cast<platform::Milliseconds>(WorkerProcess::kGraceSeconds * 1000);
 
 // The child's ends, which this process holds only until the child has them.
 class ChildEnds {
@@ -117,4 +118,17 @@ void WorkerProcess::StopWhole() noexcept {
 
 void WorkerProcess::Terminate() noexcept {
     if (process != platform::ProcessHandle::None) platform::KillProcess(process);
+}
+
+void WorkerProcess::AwaitEnd(double timeoutSeconds) {
+    if (process == platform::ProcessHandle::None || platform::WaitForProcess(process, 0)) return;
+    Qel::waitable ended(platform::EndSignal(process));
+    Qel::waitable* const objects[] = {&ended};
+    Qel::WaitAny(objects, timeoutSeconds);
+}
+
+std::optional<std::int32_t> WorkerProcess::ExitCode() const noexcept {
+    std::int32_t code = 0;
+    if (process == platform::ProcessHandle::None || !platform::ExitCode(process, code)) return std::nullopt;
+    return code;
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,8 @@ class WorkerProcess {
     WorkerProcess& operator=(const WorkerProcess&) = delete;
     ~WorkerProcess();
 
+    static constexpr double kGraceSeconds = 2.0;  // that Stop gives a worker to end by itself
+
     // Stops what runs and starts the command. Raises file_not_found for a program that isn't there and
     // std::runtime_error for any other failure, a text that the system would take for a program or for
     // arguments that nobody meant among them; nothing is left open then.
@@ -39,6 +42,13 @@ class WorkerProcess {
 
     // Stop, and gives back the events and the command as well.
     void StopWhole() noexcept;
+
+    // Waits until the worker has ended, but no longer than the time limit. A set aborter raises user_abort.
+    void AwaitEnd(double timeoutSeconds);
+
+    // The exit code of a worker that has ended and wasn't stopped, as platform::ExitCode gives it; none while
+    // it runs and where it can't be known.
+    std::optional<std::int32_t> ExitCode() const noexcept;
 
     // Ends a running worker at once; Stop then has nothing to wait for.
     void Terminate() noexcept;

@@ -69,10 +69,20 @@ Sequence SequenceOf(unsigned lead) noexcept {
     return {0, 0, 0};
 }
 
-std::u16string FromUtf8Bytes(std::string_view bytes) {
+// What stands for bytes that are no part of UTF-8, and for what UTF-8 has no bytes for.
+enum class Strays { Replaced, Escaped };
+
+constexpr char16_t kEscapes = 0xDC00;  // and the byte, which is 0x80 or more
+
+bool IsEscape(char16_t unit) noexcept {
+    return unit >= kEscapes + 0x80 && unit <= kEscapes + 0xFF;
+}
+
+std::u16string FromUtf8Bytes(std::string_view bytes, Strays strays) {
     std::u16string text;
     text.reserve(bytes.size());
     for (std::size_t i = 0; i < bytes.size();) {
+        const std::size_t start = i;
         const auto lead = static_cast<unsigned char>(bytes[i++]);
         if (lead < 0x80) {
             text += char16_t{lead};
@@ -90,6 +100,10 @@ std::u16string FromUtf8Bytes(std::string_view bytes) {
         }
         if (whole) {
             AppendUnits(text, point);
+        } else if (strays == Strays::Escaped) {
+            // What a broken sequence holds behind its first byte is looked at anew.
+            text += static_cast<char16_t>(kEscapes + lead);
+            i = start + 1;
         } else {
             text += kReplacement;
         }
@@ -116,7 +130,7 @@ void AppendUtf8(std::string& bytes, std::uint32_t point) {
     }
 }
 
-std::string ToUtf8Bytes(std::u16string_view text) {
+std::string ToUtf8Bytes(std::u16string_view text, Strays strays) {
     std::string bytes;
     bytes.reserve(text.size() * 3);
     for (std::size_t i = 0; i < text.size(); ++i) {
@@ -125,6 +139,8 @@ std::string ToUtf8Bytes(std::u16string_view text) {
             const std::uint32_t high = unit - 0xD800U;
             const std::uint32_t low = text[++i] - 0xDC00U;
             AppendUtf8(bytes, 0x10000 + (high << 10) + low);
+        } else if (strays == Strays::Escaped && IsEscape(unit)) {
+            bytes += static_cast<char>(unit - kEscapes);
         } else {
             AppendUtf8(bytes, IsHighSurrogate(unit) || IsLowSurrogate(unit) ? kReplacement : unit);
         }
@@ -135,7 +151,7 @@ std::string ToUtf8Bytes(std::u16string_view text) {
 }  // namespace
 
 std::u16string ToWide(CodePage page, std::string_view bytes) {
-    if (page == CodePage::Utf8) return FromUtf8Bytes(bytes);
+    if (page == CodePage::Utf8) return FromUtf8Bytes(bytes, Strays::Replaced);
     std::u16string text;
     text.reserve(bytes.size());
     for (const char byte : bytes) {
@@ -146,7 +162,7 @@ std::u16string ToWide(CodePage page, std::string_view bytes) {
 }
 
 std::string FromWide(CodePage page, std::u16string_view text) {
-    if (page == CodePage::Utf8) return ToUtf8Bytes(text);
+    if (page == CodePage::Utf8) return ToUtf8Bytes(text, Strays::Replaced);
     std::string bytes;
     bytes.reserve(text.size());
     for (std::size_t i = 0; i < text.size(); ++i) {
@@ -160,6 +176,14 @@ std::string FromWide(CodePage page, std::u16string_view text) {
         if (IsHighSurrogate(unit) && i + 1 < text.size() && IsLowSurrogate(text[i + 1])) ++i;
     }
     return bytes;
+}
+
+std::u16string NameToWide(std::string_view bytes) {
+    return FromUtf8Bytes(bytes, Strays::Escaped);
+}
+
+std::string NameFromWide(std::u16string_view name) {
+    return ToUtf8Bytes(name, Strays::Escaped);
 }
 
 }  // namespace platform

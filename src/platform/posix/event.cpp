@@ -31,7 +31,7 @@ EventHandle Kept(int descriptor) noexcept {
 
 // The FIFO behind a name: its path, or an entry of the folder that is shared memory for all.
 std::string FifoPath(const std::u16string& name) {
-    std::string path = FromWide(CodePage::Utf8, name);
+    std::string path = NameFromWide(name);
     if (path.front() == '/') return path;
     if (path.find('/') != std::string::npos) return {};
     return "/dev/shm/" + path;

@@ -56,7 +56,7 @@ FileHandle OpenExisting(const std::u16string& path, std::uint32_t access, std::u
     const bool write = (access & kAccessWrite) != 0;
     const int mode = read && write ? O_RDWR : write ? O_WRONLY : O_RDONLY;
     try {
-        const std::string bytes = FromWide(CodePage::Utf8, path);
+        const std::string bytes = NameFromWide(path);
         if (bytes.find('\0') != std::string::npos) {
             SetLastError(kErrorInvalidName);
             return FileHandle::Closed;

@@ -58,4 +58,13 @@ std::string FromWide(CodePage page, std::u16string_view text) {
     return bytes;
 }
 
+// Names are UTF-16 here, and what passes as bytes was such a name before.
+std::u16string NameToWide(std::string_view bytes) {
+    return ToWide(CodePage::Utf8, bytes);
+}
+
+std::string NameFromWide(std::u16string_view name) {
+    return FromWide(CodePage::Utf8, name);
+}
+
 }  // namespace platform

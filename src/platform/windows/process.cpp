@@ -194,6 +194,18 @@ bool WaitForProcess(ProcessHandle process, Milliseconds limit) noexcept {
     return WaitForSingleObject(AsChild(process)->process(), windows::WaitLimit(limit)) == WAIT_OBJECT_0;
 }
 
+EventHandle EndSignal(ProcessHandle process) noexcept {
+    return windows::Wrapped<EventHandle>(Native(process));
+}
+
+bool ExitCode(ProcessHandle process, std::int32_t& code) noexcept {
+    // A process that runs has a code too, which another one may have ended with.
+    DWORD number = 0;
+    if (!WaitForProcess(process, 0) || !GetExitCodeProcess(Native(process), &number)) return false;
+    code = static_cast<std::int32_t>(number);
+    return true;
+}
+
 void KillProcess(ProcessHandle process) noexcept {
     TerminateProcess(AsChild(process)->process(), kKilled);
 }
