@@ -70,13 +70,31 @@ class TailMove {
     bool lost_ = false;  // of a piece that couldn't be moved nobody knows how much is in its place
 };
 
+thread_local clFileTrouble* watch = nullptr;
+
+// A failed step, just after it failed.
+void Note(clFileTrouble::Step step) noexcept {
+    if (watch == nullptr || watch->step != clFileTrouble::Step::None) return;
+    watch->step = step;
+    watch->code = platform::LastError();
+}
+
 }  // namespace
+
+clFileTrouble::clFileTrouble() noexcept {
+    watch = this;
+}
+
+clFileTrouble::~clFileTrouble() {
+    watch = nullptr;
+}
 
 bool clFile::Open(std::uint32_t access) {
     Close();
     ownsHandle = true;
     const clString full = LongPath(path);
     if (!full.IsEmpty()) handle = platform::OpenExisting(std::u16string(full.View()), access, shareMode);
+    if (!IsOpen()) Note(clFileTrouble::Step::Open);
     return IsOpen();
 }
 
@@ -101,7 +119,9 @@ bool clFile::Write(const void* buffer, std::size_t count, Where where) noexcept 
     if (buffer == nullptr) return count == 0;
     if (!IsOpen()) return false;
     if (where != Where::Here && !Seek(0, where)) return false;
-    return platform::WriteSome(handle, buffer, count) == count;
+    const bool written = platform::WriteSome(handle, buffer, count) == count;
+    if (!written) Note(clFileTrouble::Step::Write);
+    return written;
 }
 
 bool clFile::Seek(std::int64_t position, Where origin) noexcept {
@@ -145,6 +165,7 @@ bool clFile::TakeRoom(std::int64_t length) noexcept {
     const platform::RoomResult asked = platform::TakeRoom(handle, size, length);
     if (asked == platform::RoomResult::Taken) return true;
     if (asked == platform::RoomResult::Unknown && SetLength(length)) return true;
+    Note(clFileTrouble::Step::Write);
     const std::uint32_t why = platform::LastError();
     SetLength(size);
     platform::SetLastError(why);

@@ -7,6 +7,21 @@
 #include "platform/file.h"
 #include "support/clstring.h"
 
+// What first went wrong with any file in this thread while this lives: an engine that repairs what a failed
+// write left makes the thread's last error tell of the repair. Watches don't nest.
+class clFileTrouble {
+  public:
+    enum class Step { None, Open, Write };
+
+    clFileTrouble() noexcept;
+    clFileTrouble(const clFileTrouble&) = delete;
+    clFileTrouble& operator=(const clFileTrouble&) = delete;
+    ~clFileTrouble();
+
+    Step step = Step::None;
+    std::uint32_t code = 0;  // the number of platform/error.h
+};
+
 // Several objects may share one handle, of which only one owns it. Results and flags tell of failures, and
 // the thread's last error, left for OpenErrorText, tells why. Nothing is raised but std::bad_alloc, by paths.
 class clFile {

@@ -84,6 +84,7 @@ void Trace(const char16_t* message, const clLogHandles& decoder, const char* lab
 void Error(const char16_t* message, const clLogHandles& decoder, const char* label) noexcept {
     Trace(message, decoder, label, true, kErrorPrefix.data());
     try {
+        if (decoder.lastError != nullptr) decoder.lastError->Set(message);
         WriteText(decoder.errorLog, Compose({}, message, label, true));
     } catch (...) {
         // As in Trace.

@@ -3,11 +3,14 @@
 
 #include <cstdint>
 
+class clString;
+
 // The words that the host gives for its logs. 0 and all ones mean that there is none.
 struct clLogHandles {
     std::uint64_t errorLog = 0;
     std::uint64_t reserved = 0;
     std::uint64_t traceLog = 0;
+    clString* lastError = nullptr;  // takes the message of every error, when there is one
 };
 
 // Any thread may log; one decoder's lines and another's share one indentation. Logging never fails. The

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "extensions.h"
 #include "kit/plugin.h"
 #include "kit/tools.h"
 #include "transport/worker_process.h"
@@ -49,6 +50,22 @@ TEST(UrlPosix, DecodesFromAServer) {
     EXPECT_EQ(decoder.ErrorLog(), "File could not be decoded  [clDecoder_ffmpeg::SetPosition]\r\n");
     ASSERT_TRUE(decoder.Open(server.Url("x.mka"), 0));
     EXPECT_TRUE(decoder.ReadAll() == kit::ReferenceSamples(kit::Utf8(folder / "x.mka")));
+}
+
+TEST(UrlPosix, TellsWhatTheServerAnswered) {
+    const kit::Plugin plugin;
+    const kit::TempFolder folder;
+    const WebServer server(folder.path());
+    kit::TestDecoder decoder(plugin);
+    EXPECT_FALSE(decoder.Open(server.Url("missing.ogg")));
+    const Answer failure = AskFailure(plugin, decoder);
+    EXPECT_EQ(failure.value, DECODER_FAILURE_NOT_DECODABLE);
+    EXPECT_EQ(failure.text, u"File could not be decoded");
+    const Answer exit = Ask(plugin, decoder, DECODER_GET_WORKER_EXIT);
+    EXPECT_TRUE(exit.given);
+    EXPECT_NE(exit.value, 0);
+    const Answer messages = Ask(plugin, decoder, DECODER_GET_WORKER_MESSAGES);
+    EXPECT_NE(messages.text.find(u"404"), std::u16string::npos);
 }
 
 }  // namespace

@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <map>
 #include <string>
 #include <thread>
@@ -27,13 +29,13 @@ std::string Chunk(const std::string& name, std::uint64_t size) {
 
 const std::string kStart = Chunk("riff", 0) + "wave" + std::string(12, 'g');
 
-std::string FormatChunk(std::uint64_t size = 40) {
+std::string FormatChunk(std::uint64_t size = 40, std::uint64_t bits = 16) {
     return Chunk("fmt ", size) + Little(1, 2) + Little(2, 2) + Little(44100, 4) + Little(0, 4) +
-           Little(0, 2) + Little(16, 2);
+           Little(0, 2) + Little(bits, 2);
 }
 
-std::string Header(std::uint64_t dataBytes) {
-    return kStart + FormatChunk() + Chunk("data", dataBytes + 24);
+std::string Header(std::uint64_t dataBytes, std::uint64_t bits = 16) {
+    return kStart + FormatChunk(40, bits) + Chunk("data", dataBytes + 24);
 }
 
 constexpr std::uint64_t kEndless = 0x7FFFFFFFFFFFFF00;
@@ -70,7 +72,24 @@ std::string Circumstances(int count, char** arguments) {
     return text;
 }
 
-void Behave(const std::string& habit, int count, char** arguments) {
+// Tells of two audio streams behind a cover and decodes the second; beside the "file" it leaves what it was
+// started with, a line for every start.
+void DecodeDeepSource(const std::string& file, int count, char** arguments) {
+    std::string line;
+    for (int i = 1; i < count; ++i)
+        line += std::string(i > 1 ? " " : "") + (arguments[i] == file ? "FILE" : arguments[i]);
+    std::ofstream(std::filesystem::path(file).parent_path() / "starts", std::ios::app) << line << "\n";
+    Error(
+        "Input #0, x, from 'x':\n  Duration: 00:00:01.50, bitrate: 64 kb/s\n"
+        "  Stream #0:0: Video: mjpeg, yuvj420p, 500x500\n"
+        "  Stream #0:1(ger)[0x1100]: Audio: flac, 44100 Hz, stereo, s16 (default)\n"
+        "  Stream #0:2: Audio: flac, 44100 Hz, 5.1(side), s32 (24 bit)\n"
+        "Stream mapping:\n  Stream #0:2 -> #0:0 (flac (native) -> pcm (native))\n");
+    Out(Header(kEndless, line.find("pcm_s24le") != line.npos ? 24 : 16));
+    Audio(kBlockBytes);
+}
+
+void Behave(const std::string& file, const std::string& habit, int count, char** arguments) {
     if (habit == "report") {
         Dump(Circumstances(count, arguments));
         Out(Header(kEndless));
@@ -97,6 +116,17 @@ void Behave(const std::string& habit, int count, char** arguments) {
         Out(Header(kEndless));
         Audio(kBlockBytes + 1000);
         std::_Exit(3);
+    } else if (habit == "killed") {
+        Dump();
+        Out(Header(kEndless));
+        Audio(kBlockBytes);
+        Error(
+            "[x @ 0x1] something is wrong\nsize=  1kB time=0.1 speed=2x  \rsize=  2kB time=0.2 speed=2x  "
+            "\r[x @ 0x1] \xff "
+            "again\nsize=  3kB\nhalf a line");
+        EndBySignal();
+    } else if (habit == "deep") {
+        DecodeDeepSource(file, count, arguments);
     } else if (habit == "floods") {
         std::string noise;
         for (int i = 0; i < 100000; ++i)
@@ -161,6 +191,6 @@ int main(int count, char** arguments) {
         const std::string name = habit.substr(6, habit.find('/') - 6);
         platform::SetSignal(platform::OpenNamedSignal(platform::ToWide(platform::CodePage::Utf8, name)));
     }
-    Behave(habit.substr(habit.find_last_of("/\\") + 1), count, arguments);
+    Behave(habit, habit.substr(habit.find_last_of("/\\") + 1), count, arguments);
     return 0;
 }

@@ -10,6 +10,11 @@ void IgnoreClosedPipes() {
     signal(SIGPIPE, SIG_IGN);
 }
 
+void EndBySignal() {
+    raise(SIGKILL);
+    std::abort();
+}
+
 void UseBinaryOutput() {}
 
 std::map<std::string, std::string> SystemCircumstances() {

@@ -7,6 +7,9 @@
 // A closed pipe neither ends this process nor makes it notice.
 void IgnoreClosedPipes();
 
+// Ends this process as a signal does: on Windows with the code of an access violation.
+[[noreturn]] void EndBySignal();
+
 // Standard output takes bytes as they are.
 void UseBinaryOutput();
 

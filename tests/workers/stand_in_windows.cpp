@@ -10,6 +10,11 @@
 // No signal comes for a closed pipe, and the stand-in doesn't look at what its writes return.
 void IgnoreClosedPipes() {}
 
+void EndBySignal() {
+    TerminateProcess(GetCurrentProcess(), STATUS_ACCESS_VIOLATION);
+    for (;;) Sleep(INFINITE);
+}
+
 void UseBinaryOutput() {
     _setmode(_fileno(stdout), _O_BINARY);
     _setmode(_fileno(stderr), _O_BINARY);

@@ -8,7 +8,7 @@
 #include "codecs/decoders/ffmpeg/stderr_dump.h"
 #include "codecs/decoders/ffmpeg/stream_header.h"
 #include "codecs/decoders/ffmpeg/tables.h"
-#include "codecs/decoders/ffmpeg/worker_command.h"
+#include "platform/codepage.h"
 #include "platform/error.h"
 #include "support/clfile.h"
 #include "tags/idtags.h"
@@ -33,6 +33,14 @@ constexpr const char16_t* kTaggingUnsupported = u"Tagging not supported for this
 constexpr std::u16string_view kIdTagName = u"ID Tag";
 
 constexpr std::uint32_t kFramesPerBlock = 4096;
+
+constexpr const char16_t* kQuitEventSet = u"The quit event is set.";
+
+// The worker's input lacks the audio stream that it was told to decode.
+struct NoSuchStream : std::exception {
+    explicit NoSuchStream(std::size_t has) noexcept : streams(has) {}
+    std::size_t streams;
+};
 
 // An exception's text inside a message.
 void LogException(const char16_t* format, const std::exception& failure, const clLogHandles& logs,
@@ -65,6 +73,29 @@ void HandOutInfo(const IDTags& tags, clBuffer& buffer, DecoderOpenInfo& info) {
         tags, buffer, [&](const void* data) { info.info = data; },
         [&](std::uint32_t size) { info.infoSize = size; });
 }
+
+void ForgetBlobs(DecoderOpenInfo& info) noexcept {
+    info.tags = nullptr;
+    info.tagsSize = 0;
+    info.info = nullptr;
+    info.infoSize = 0;
+}
+
+// A failed Open, in whatever way, leaves nothing that the host could take for blobs.
+class BlobsOnSuccess {
+  public:
+    explicit BlobsOnSuccess(DecoderOpenInfo& record) noexcept : info(record) { ForgetBlobs(info); }
+    BlobsOnSuccess(const BlobsOnSuccess&) = delete;
+    BlobsOnSuccess& operator=(const BlobsOnSuccess&) = delete;
+    ~BlobsOnSuccess() {
+        if (!succeeded) ForgetBlobs(info);
+    }
+
+    bool succeeded = false;
+
+  private:
+    DecoderOpenInfo& info;
+};
 
 }  // namespace
 
@@ -109,10 +140,11 @@ bool clDecoder_ffmpeg::Set(std::u16string_view key, DecoderParam& param) {
         return true;
     }
     if (key == DECODER_SET_TAGS) return WriteIDTags(param.text, param.data, param.value);
-    return false;
+    return SetExtension(key, param);
 }
 
 void clDecoder_ffmpeg::SetEventQuit(const char16_t* name) {
+    failure.Is(DECODER_FAILURE_QUIT_EVENT);
     const platform::EventHandle opened = platform::OpenNamedSignal(name);
     quitSignal.reset();
     const platform::EventHandle own = opened != platform::EventHandle::None
@@ -128,8 +160,10 @@ bool clDecoder_ffmpeg::WriteIDTags(const char16_t* tagPath, const void* blob, st
     const TagFamily family = TagFamilyOf(file);
     if (family == TagFamily::None) {
         clLog::Error(kTaggingUnsupported, logs, kWriteTagsLabel);
+        failure.Is(DECODER_FAILURE_NOT_SUPPORTED);
         return false;
     }
+    const TagJob job(failure);
     IDTags tags;
     tags.Parse(blob, blobSize);
     if (family == TagFamily::Matroska) return MatroskaTags::Write(tagPath, tags, logs);
@@ -139,10 +173,14 @@ bool clDecoder_ffmpeg::WriteIDTags(const char16_t* tagPath, const void* blob, st
 bool clDecoder_ffmpeg::DeleteATag(const char16_t* tagPath, const char16_t* names) {
     const clString file(tagPath);
     const TagFamily family = TagFamilyOf(file);
+    if (family == TagFamily::None) {
+        clLog::Error(kTaggingUnsupported, logs, kDeleteTagLabel);
+        failure.Is(DECODER_FAILURE_NOT_SUPPORTED);
+        return false;
+    }
+    const TagJob job(failure);
     if (family == TagFamily::Matroska) return MatroskaTags::Delete(tagPath, names, logs);
-    if (family == TagFamily::Standard) return DeleteStdTags(file, names, logs);
-    clLog::Error(kTaggingUnsupported, logs, kDeleteTagLabel);
-    return false;
+    return DeleteStdTags(file, names, logs);
 }
 
 // For a file that can be tagged, what its tags hold replaces what the worker told of them.
@@ -151,6 +189,7 @@ bool clDecoder_ffmpeg::ReadOwnTags(DecoderOpenInfo& info) {
     clString version;
     const TagFamily family = TagFamilyOf(path);
     if (family == TagFamily::None) return true;
+    failure.Is(DECODER_FAILURE_TAG_UNREADABLE);
     const bool read = family == TagFamily::Matroska ? MatroskaTags::Read(path.text(), tags, logs)
                                                     : ReadStdTags(path, tags, version, logs);
     if (!read) return false;
@@ -165,9 +204,16 @@ bool clDecoder_ffmpeg::ReadOwnTags(DecoderOpenInfo& info) {
 }
 
 bool clDecoder_ffmpeg::Open(DecoderOpenInfo& info) {
+    BlobsOnSuccess blobs(info);
+    blobs.succeeded = OpenWhole(info);
+    return blobs.succeeded;
+}
+
+bool clDecoder_ffmpeg::OpenWhole(DecoderOpenInfo& info) {
     clLog::Trace(clLog::kEnter, logs, kOpenLabel);
     if ((info.flags & DECODER_OPEN_EXTERNAL_PACKETS) != 0) {
         clLog::Error(u"Error cannot decode external-packet data.", logs, kOpenLabel);
+        failure.Is(DECODER_FAILURE_NOT_SUPPORTED);
         return false;
     }
     const DecoderChar* const wanted = info.path;
@@ -175,6 +221,7 @@ bool clDecoder_ffmpeg::Open(DecoderOpenInfo& info) {
                  false);
     if (wanted == nullptr) {
         clLog::Error(u"Attempting to open null file path.", logs, kOpenLabel);
+        failure.Is(DECODER_FAILURE_INVALID_ARGUMENT);
         return false;
     }
     path.Set(wanted);
@@ -214,15 +261,25 @@ bool clDecoder_ffmpeg::StartWorker(std::int64_t position, DecoderOpenInfo* info)
     dataSize = kUnknownSize;
     startPosition = position;
     dataRead = 0;
+    atEnd = false;
     try {
         StartWorkerOrRaise(position, info);
         return true;
     } catch (const Qel::user_abort&) {
-        // The host asked for it.
+        failure.Is(DECODER_FAILURE_ABORTED, kQuitEventSet);
+    } catch (const NoSuchStream& missing) {
+        atEnd = true;
+        failure.Is(DECODER_FAILURE_NO_SUCH_STREAM);
+        clLog::Error(clString::Format(u"There is no audio stream %i (counted from 0): the file has %u.",
+                                      output.audioStream, missing.streams)
+                         .text(),
+                     logs, kSetPositionLabel);
     } catch (const Qel::invalid_input&) {
+        atEnd = true;
         LogUndecodable();
-    } catch (const std::exception& failure) {
-        LogException(u"FFmpeg error: %s", failure, logs, kSetPositionLabel);
+    } catch (const std::exception& reason) {
+        failure.Is(FailureOfStart(reason, workerRunning));
+        LogException(u"FFmpeg error: %s", reason, logs, kSetPositionLabel);
     }
     return false;
 }
@@ -234,11 +291,46 @@ void clDecoder_ffmpeg::StartWorkerOrRaise(std::int64_t position, DecoderOpenInfo
     if (position > 0 && format.wave.samplesPerSecond != 0) {
         seconds = static_cast<double>(position) / format.wave.samplesPerSecond;
     }
-    worker.Start(BuildWorkerCommand(path.Utf8(), seconds));
+    if (info == nullptr) {
+        LaunchWorker(seconds);
+        return;
+    }
+    output = {wantedStream, EncoderOf(wantedFormat)};
+    try {
+        LaunchWorker(seconds);
+    } catch (const Qel::invalid_input&) {
+        if (output.audioStream >= 0) DemandAudioStream();
+        throw;
+    }
+    ParseErrorText(*info);
+}
+
+void clDecoder_ffmpeg::LaunchWorker(double seconds) {
+    worker.Start(BuildWorkerCommand(platform::NameFromWide(path), seconds, output));
     workerRunning = true;
     lines.emplace(worker.stderrStream);
     ReadStreamHeader(worker.stdoutStream, {wave, format.wave, dataSize});
-    if (info != nullptr) ParseErrorText(*info);
+}
+
+// Raises NoSuchStream when that is why the worker gave nothing.
+void clDecoder_ffmpeg::DemandAudioStream() {
+    lines->AwaitEnd(WorkerProcess::kGraceSeconds);
+    StdErrParse parse;
+    ParseStdErr(*lines, parse, 0.0);
+    const std::size_t streams = AudioStreams(parse).size();
+    if (parse.inInput && streams <= static_cast<std::size_t>(output.audioStream)) throw NoSuchStream(streams);
+}
+
+// Starts the worker once more when the source is of another depth than what it gives.
+void clDecoder_ffmpeg::DeepenToSource(StdErrParse& parse) {
+    const StdErrStream* const stream = DecodedStream(*lines, parse, output.audioStream);
+    const SampleFormat depth = stream != nullptr ? DepthOf(*stream) : SampleFormat::Default;
+    if (depth == SampleFormat::Default || Has(wave, depth)) return;
+    worker.Terminate();
+    StopRun();
+    dataSize = kUnknownSize;
+    output.encoder = EncoderOf(depth);
+    LaunchWorker(0.0);
 }
 
 void clDecoder_ffmpeg::ParseErrorText(DecoderOpenInfo& info) {
@@ -249,6 +341,7 @@ void clDecoder_ffmpeg::ParseErrorText(DecoderOpenInfo& info) {
     DeliverStdErr(parse, format, metadata, information);
     if ((info.flags & DECODER_OPEN_TAGS) != 0) HandOutTags(metadata, tagBlob, info);
     if ((info.flags & DECODER_OPEN_INFO) != 0) HandOutInfo(information, infoBlob, info);
+    if (wantedFormat == SampleFormat::Source) DeepenToSource(parse);
 }
 
 // The worker gave no usable stream: a file that can't be opened is told from one that can't be decoded.
@@ -256,20 +349,23 @@ void clDecoder_ffmpeg::LogUndecodable() {
     if (!IsWebAddress(path)) {
         clFile file(path);
         if (!file.Open(clFile::kRead)) {
+            failure.Is(path.IsEmpty() ? DECODER_FAILURE_INVALID_ARGUMENT
+                                      : FailureOfOpening(platform::LastError()));
             clLog::Error(clFile::OpenErrorText(path.text()).text(), logs, kSetPositionLabel);
             return;
         }
     }
+    failure.Is(DECODER_FAILURE_NOT_DECODABLE);
     clLog::Error(u"File could not be decoded", logs, kSetPositionLabel);
 }
 
 bool clDecoder_ffmpeg::DecodeBlock(DecoderBlockInfo& info) {
-    if (!workerRunning) return false;
+    if (!failure.Demand(workerRunning, DECODER_FAILURE_NOT_OPEN, u"Nothing is open.")) return false;
     try {
         Qel::AborterScope scope;
         EnterQuitSignal(scope);
         const std::uint32_t blockBytes = wave.BlockAlign() * kFramesPerBlock;
-        if (!block.Resize(blockBytes)) return false;
+        if (!failure.Demand(block.Resize(blockBytes), DECODER_FAILURE_OUT_OF_MEMORY, nullptr)) return false;
         const auto want =
             static_cast<std::uint32_t>(std::min<std::uint64_t>(blockBytes, dataSize - dataRead));
         // Milliseconds and sample frames, added as they stand: what hosts get, and right after Open.
@@ -280,13 +376,16 @@ bool clDecoder_ffmpeg::DecodeBlock(DecoderBlockInfo& info) {
         info.format = format;
         info.reserved = formatTail;
         info.endOfStream = count < want ? 1 : 0;
+        atEnd = count < want || dataRead == dataSize;
         info.bytes = count;
         info.samples = block.data();
         return true;
     } catch (const Qel::user_abort&) {
-        // The host asked for it.
-    } catch (const std::exception& failure) {
-        LogException(u"Decode error: %s", failure, logs, kDecodeBlockLabel);
+        failure.Is(DECODER_FAILURE_ABORTED, kQuitEventSet);
+    } catch (const std::exception& reason) {
+        failure.Is(DECODER_FAILURE_READ_FAILED);
+        failure.Caught(reason);
+        LogException(u"Decode error: %s", reason, logs, kDecodeBlockLabel);
     }
     return false;
 }

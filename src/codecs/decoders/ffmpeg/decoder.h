@@ -4,8 +4,11 @@
 #include <cstdint>
 #include <optional>
 
+#include "codecs/decoders/ffmpeg/failures.h"
+#include "codecs/decoders/ffmpeg/sample_format.h"
 #include "codecs/decoders/ffmpeg/stderr_lines.h"
 #include "codecs/decoders/ffmpeg/wave_format.h"
+#include "codecs/decoders/ffmpeg/worker_command.h"
 #include "decoder_plugin.h"
 #include "support/clbuffer.h"
 #include "support/cllog.h"
@@ -19,7 +22,7 @@
 class clDecoder_ffmpeg {
   public:
     explicit clDecoder_ffmpeg(const DecoderCreateInfo& info) noexcept
-        : logs{info.errorLog, info.reserved, info.traceLog} {}
+        : logs{info.errorLog, info.reserved, info.traceLog, &failure.logged} {}
     clDecoder_ffmpeg(const clDecoder_ffmpeg&) = delete;
     clDecoder_ffmpeg& operator=(const clDecoder_ffmpeg&) = delete;
     ~clDecoder_ffmpeg();  // terminates a worker that still runs
@@ -33,20 +36,31 @@ class clDecoder_ffmpeg {
     bool DeleteATag(const char16_t* tagPath, const char16_t* names);
 
     const clLogHandles& Logs() const noexcept { return logs; }
+    LastFailure& Failure() noexcept { return failure; }
 
   private:
     bool GetExtension(std::u16string_view key, DecoderParam& param);
+    bool SetExtension(std::u16string_view key, DecoderParam& param);
+    bool GetWorkerExit(DecoderParam& param);
+    bool GetWorkerMessages(DecoderParam& param);
+    template <typename Wait>
+    void WaitAtEnd(Wait wait);
     void SetEventQuit(const char16_t* name);
     bool WriteIDTags(const char16_t* tagPath, const void* blob, std::int32_t blobSize);
+    bool OpenWhole(DecoderOpenInfo& info);
     bool ReadOwnTags(DecoderOpenInfo& info);
 
     bool StartWorker(std::int64_t position, DecoderOpenInfo* info);
     void StartWorkerOrRaise(std::int64_t position, DecoderOpenInfo* info);
+    void LaunchWorker(double seconds);
+    void DemandAudioStream();
     void ParseErrorText(DecoderOpenInfo& info);
+    void DeepenToSource(StdErrParse& parse);
     void StopRun() noexcept;
     void EnterQuitSignal(Qel::AborterScope& scope);
     void LogUndecodable();
 
+    LastFailure failure;
     clLogHandles logs;
     clString path;  // of the last Open that had one
     WorkerProcess worker;
@@ -62,6 +76,12 @@ class clDecoder_ffmpeg {
     std::uint64_t dataRead = 0;             // bytes since the last start of a worker
     std::int64_t startPosition = 0;         // sample frames
     clBuffer block;
+    bool atEnd = false;  // of the stream: the worker has nothing more to give
+
+    SampleFormat wantedFormat = SampleFormat::Default;  // of the next Open
+    std::int32_t wantedStream = WorkerOutput::kNotChosen;
+    WorkerOutput output;  // of this run
+    clString workerMessages;
 
     static constexpr std::uint64_t kUnknownSize = ~std::uint64_t{0};
 };

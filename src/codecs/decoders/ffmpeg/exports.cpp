@@ -17,10 +17,11 @@ clDecoder_ffmpeg* Own(Decoder* decoder) noexcept {
 
 // The result of `call` as the host gets it; what it raises becomes a logged 0.
 template <typename Call>
-std::int64_t Guarded(const clDecoder_ffmpeg& decoder, const char* label, Call call) noexcept {
+std::int64_t Guarded(clDecoder_ffmpeg& decoder, const char* label, Call call) noexcept {
     try {
         return call() ? 1 : 0;
     } catch (const std::exception& failure) {
+        decoder.Failure().Caught(failure);
         try {
             clString text;
             text.SetFromUtf8(failure.what());
@@ -32,6 +33,20 @@ std::int64_t Guarded(const clDecoder_ffmpeg& decoder, const char* label, Call ca
         clLog::Error(u"unknown failure", decoder.Logs(), label);
     }
     return 0;
+}
+
+// The same for a call whose failure the host may ask about.
+template <typename Call>
+std::int64_t Answered(clDecoder_ffmpeg& decoder, const char* label, Call call) noexcept {
+    decoder.Failure().Begin();
+    const std::int64_t result = Guarded(decoder, label, call);
+    decoder.Failure().End(result == 1);
+    return result;
+}
+
+// What every such call needs of the host.
+bool Given(clDecoder_ffmpeg& decoder, bool all) noexcept {
+    return decoder.Failure().Demand(all, DECODER_FAILURE_INVALID_ARGUMENT, u"A null pointer was given.");
 }
 
 }  // namespace
@@ -58,13 +73,17 @@ std::int64_t Get(Decoder* decoder, const DecoderChar* key, DecoderParam* param) 
 }
 
 std::int64_t Set(Decoder* decoder, const DecoderChar* key, DecoderParam* param) {
-    if (decoder == nullptr || key == nullptr || param == nullptr) return 0;
-    return Guarded(*Own(decoder), "clDecoder_ffmpeg::Set", [&] { return Own(decoder)->Set(key, *param); });
+    if (decoder == nullptr) return 0;
+    clDecoder_ffmpeg& own = *Own(decoder);
+    return Answered(own, "clDecoder_ffmpeg::Set",
+                    [&] { return Given(own, key != nullptr && param != nullptr) && own.Set(key, *param); });
 }
 
 std::int64_t Open(Decoder* decoder, DecoderOpenInfo* info) {
-    if (decoder == nullptr || info == nullptr) return 0;
-    return Guarded(*Own(decoder), "clDecoder_ffmpeg::Open", [&] { return Own(decoder)->Open(*info); });
+    if (decoder == nullptr) return 0;
+    clDecoder_ffmpeg& own = *Own(decoder);
+    return Answered(own, "clDecoder_ffmpeg::Open",
+                    [&] { return Given(own, info != nullptr) && own.Open(*info); });
 }
 
 std::int64_t Close(Decoder* decoder) {
@@ -76,21 +95,22 @@ std::int64_t Close(Decoder* decoder) {
 }
 
 std::int64_t DecodeBlock(Decoder* decoder, DecoderBlockInfo* block) {
-    if (decoder == nullptr || block == nullptr) return 0;
-    return Guarded(*Own(decoder), "clDecoder_ffmpeg::DecodeBlock",
-                   [&] { return Own(decoder)->DecodeBlock(*block); });
+    if (decoder == nullptr) return 0;
+    clDecoder_ffmpeg& own = *Own(decoder);
+    return Answered(own, "clDecoder_ffmpeg::DecodeBlock",
+                    [&] { return Given(own, block != nullptr) && own.DecodeBlock(*block); });
 }
 
 std::int64_t SetPosition(Decoder* decoder, std::int64_t position) {
     if (decoder == nullptr) return 0;
-    return Guarded(*Own(decoder), "clDecoder_ffmpeg::SetPosition",
-                   [&] { return Own(decoder)->SetPosition(position); });
+    return Answered(*Own(decoder), "clDecoder_ffmpeg::SetPosition",
+                    [&] { return Own(decoder)->SetPosition(position); });
 }
 
 std::int64_t DeleteATag(Decoder* decoder, const DecoderChar* path, const DecoderChar* names) {
     if (decoder == nullptr) return 0;
-    return Guarded(*Own(decoder), "clDecoder_ffmpeg::DeleteATag",
-                   [&] { return Own(decoder)->DeleteATag(path, names); });
+    return Answered(*Own(decoder), "clDecoder_ffmpeg::DeleteATag",
+                    [&] { return Own(decoder)->DeleteATag(path, names); });
 }
 
 }  // extern "C"

@@ -5,12 +5,13 @@
 
 namespace {
 
-constexpr double kPatienceSeconds = 5.0;  // without a line, the dump has ended
 constexpr std::string_view kIndent = StdErrBounds::kIndent;
 constexpr std::string_view kMetadataStart = "Metadata:";
 constexpr std::string_view kDurationStart = "Duration: ";
 constexpr std::string_view kStreamStart = "Stream #0:";
 constexpr std::string_view kAudioType = "Audio";
+constexpr std::string_view kMappedToOutput = " -> #0:0";
+constexpr std::string_view kOutputStart = "Output #0,";
 constexpr const char16_t* kEncoderName = u"Encoder";
 
 std::string_view Trimmed(std::string_view text) noexcept {
@@ -98,6 +99,16 @@ void ParseDurationLine(StdErrParse& parse, std::string_view text) {
     }
 }
 
+// "  Stream #0:1 -> #0:0 (flac (native) -> pcm_s16le (native))", behind the dump and before that of the
+// output.
+void ParseMappingLine(StdErrParse& parse, std::string_view line) {
+    const std::string_view text = Trimmed(line);
+    if (text.starts_with(kStreamStart) && text.find(kMappedToOutput) != text.npos) {
+        parse.mapped = LeadingInteger(text.substr(kStreamStart.size()));
+    }
+    parse.mappingDone = parse.mapped || line.starts_with(kOutputStart);
+}
+
 std::int64_t Milliseconds(double seconds) noexcept {
     constexpr double kLargest = 9.2e18;
     return static_cast<std::int64_t>(std::clamp(seconds * 1000.0, -kLargest, kLargest));
@@ -111,19 +122,46 @@ clString FromUtf8(std::string_view bytes) {
 
 }  // namespace
 
-void ParseStdErr(StdErrLineQueue& queue, StdErrParse& parse) {
+void ParseStdErr(StdErrLineQueue& queue, StdErrParse& parse, double patienceSeconds) {
     while (!parse.done) {
-        const std::vector<std::string> batch = queue.TakeLines(kPatienceSeconds);
+        const std::vector<std::string> batch = queue.TakeLines(patienceSeconds);
         if (batch.empty()) return;
-        for (const std::string& line : batch) {
-            ParseStdErrLine(parse, line);
-            if (parse.done) break;
-        }
+        for (const std::string& line : batch) ParseStdErrLine(parse, line);
     }
 }
 
+const StdErrStream* DecodedStream(StdErrLineQueue& queue, StdErrParse& parse, std::int32_t audioStream) {
+    const std::vector<const StdErrStream*> streams = AudioStreams(parse);
+    if (audioStream >= 0) {
+        const auto index = static_cast<std::size_t>(audioStream);
+        return index < streams.size() ? streams[index] : nullptr;
+    }
+    if (streams.size() == 1) return streams.front();
+    while (parse.done && !parse.mappingDone) {
+        const std::vector<std::string> batch = queue.TakeLines(kDumpPatienceSeconds);
+        if (batch.empty()) break;
+        for (const std::string& line : batch) ParseStdErrLine(parse, line);
+    }
+    const auto found = std::find_if(streams.begin(), streams.end(), [&parse](const StdErrStream* stream) {
+        return stream->number == parse.mapped;
+    });
+    return found == streams.end() ? nullptr : *found;
+}
+
+std::vector<const StdErrStream*> AudioStreams(const StdErrParse& parse) {
+    std::vector<const StdErrStream*> streams;
+    for (const StdErrStream& stream : parse.streams) {
+        if (stream.type == kAudioType) streams.push_back(&stream);
+    }
+    return streams;
+}
+
 void ParseStdErrLine(StdErrParse& parse, std::string_view line) {
-    if (parse.Pass(line)) ParseDumpLine(parse, line.substr(kIndent.size()));
+    if (parse.done) {
+        if (!parse.mappingDone) ParseMappingLine(parse, line);
+    } else if (parse.Pass(line)) {
+        ParseDumpLine(parse, line.substr(kIndent.size()));
+    }
 }
 
 void ParseDumpLine(StdErrParse& parse, std::string_view text) {
@@ -148,7 +186,8 @@ bool ParseStreamLine(StdErrParse& parse, std::string_view text) {
     if (colon == text.npos) return false;
     const std::vector<std::string_view> pieces = SplitAtCommas(text.substr(colon + 1));
     const auto [type, codec] = SplitAtColon(pieces.front());
-    StdErrStream stream{std::string(type), std::string(codec), {}};
+    StdErrStream stream{
+        LeadingInteger(text.substr(kStreamStart.size())), std::string(type), std::string(codec), {}};
     for (std::size_t i = 1; i < pieces.size(); ++i) stream.details.emplace_back(Trimmed(pieces[i]));
     parse.streams.push_back(std::move(stream));
     return true;
@@ -172,8 +211,8 @@ void ParseMetadataLine(StdErrParse& parse, std::string_view text) {
 void DeliverStdErr(const StdErrParse& parse, DecoderFormat& format, IDTags& metadataTags, IDTags& infoTags) {
     format.durationMs = Milliseconds(parse.durationSeconds);
     format.bitrate = parse.bitrate;
-    for (const StdErrStream& stream : parse.streams) {
-        if (stream.type == kAudioType) infoTags.AddText(kEncoderName, FromUtf8(stream.codec));
+    for (const StdErrStream* stream : AudioStreams(parse)) {
+        infoTags.AddText(kEncoderName, FromUtf8(stream->codec));
     }
     for (const auto& [key, value] : parse.metadata) {
         if (!value.empty()) metadataTags.AddText(FromUtf8(key), FromUtf8(value));

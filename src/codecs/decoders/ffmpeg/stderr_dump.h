@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -13,7 +14,8 @@
 #include "tags/idtags.h"
 
 struct StdErrStream {
-    std::string type;  // "Audio", ...
+    std::uint32_t number = 0;  // among all streams of the input
+    std::string type;          // "Audio", ...
     std::string codec;
     std::vector<std::string> details;
 };
@@ -25,10 +27,22 @@ struct StdErrParse : StdErrBounds {
     double durationSeconds = 0.0;
     std::uint32_t bitrate = 0;  // bits per second
     std::vector<StdErrStream> streams;
+    std::optional<std::uint32_t> mapped;  // behind the dump: the number of the stream that is decoded
+    bool mappingDone = false;             // no more will be said of that
 };
 
-// Takes lines until the first input's dump has ended or five seconds brought none. Raises user_abort only.
-void ParseStdErr(StdErrLineQueue& queue, StdErrParse& parse);
+inline constexpr double kDumpPatienceSeconds = 5.0;  // without a line, the dump has ended
+
+// Takes lines until the first input's dump has ended or the time brought none. Raises user_abort only.
+void ParseStdErr(StdErrLineQueue& queue, StdErrParse& parse, double patienceSeconds = kDumpPatienceSeconds);
+
+// The audio stream that is decoded: the one that the worker was told, counted among the audio streams from 0,
+// or for -1 the worker's choice, for which more lines may be taken from the queue. Null when there is none,
+// or no word of it.
+const StdErrStream* DecodedStream(StdErrLineQueue& queue, StdErrParse& parse, std::int32_t audioStream);
+
+// The audio streams of the dump, in its order.
+std::vector<const StdErrStream*> AudioStreams(const StdErrParse& parse);
 
 // One line of the worker's text.
 void ParseStdErrLine(StdErrParse& parse, std::string_view line);

@@ -92,9 +92,13 @@ std::vector<std::string> StdErrLineQueue::TakeLines(double timeoutSeconds) {
     return std::exchange(lines, {});
 }
 
-std::string StdErrLineQueue::Tail(double timeoutSeconds) {
+void StdErrLineQueue::AwaitEnd(double timeoutSeconds) {
     Qel::waitable* const events[] = {&endEvent};
     Qel::WaitAny(events, timeoutSeconds);
+}
+
+std::string StdErrLineQueue::Tail(double timeoutSeconds) {
+    AwaitEnd(timeoutSeconds);
     const std::lock_guard guard(lock);
     return tail.Text();
 }

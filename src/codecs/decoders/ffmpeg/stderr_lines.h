@@ -34,6 +34,10 @@ class StdErrLineQueue {
     // The queued lines in order; none after the time limit. A set aborter raises user_abort.
     std::vector<std::string> TakeLines(double timeoutSeconds);
 
+    // Waits until no line will come any more, but no longer than the time limit. A set aborter raises
+    // user_abort.
+    void AwaitEnd(double timeoutSeconds);
+
     // The tail's text. Waits for the end of the stream, since the worker's last words are the ones that
     // matter, but no longer than the time limit. A set aborter raises user_abort.
     std::string Tail(double timeoutSeconds);

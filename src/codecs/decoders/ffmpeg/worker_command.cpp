@@ -35,7 +35,7 @@ std::string WorkerPath() {
     return WithoutTrailingSeparators(parent) + platform::kPathSeparator + kWorkerName;
 }
 
-WorkerCommand BuildWorkerCommand(const std::string& pathUtf8, double seconds) {
+WorkerCommand BuildWorkerCommand(const std::string& path, double seconds, const WorkerOutput& output) {
     WorkerCommand command;
     command.args.emplace_back(kWorkerName);
     if (seconds > 0.0) {
@@ -43,10 +43,12 @@ WorkerCommand BuildWorkerCommand(const std::string& pathUtf8, double seconds) {
         command.args.emplace_back("-ss");
         command.args.push_back(SecondsText(seconds));
     }
-    for (const std::string& argument :
-         {std::string("-i"), pathUtf8, std::string("-f"), std::string("w64"), std::string("-")}) {
-        command.args.push_back(argument);
+    command.args.insert(command.args.end(), {"-i", path});
+    if (output.audioStream >= 0) {
+        command.args.insert(command.args.end(), {"-map", "0:a:" + std::to_string(output.audioStream)});
     }
+    if (output.encoder != nullptr) command.args.insert(command.args.end(), {"-c:a", output.encoder});
+    command.args.insert(command.args.end(), {"-f", "w64", "-"});
     command.exe = WorkerPath();
     command.stdinMode = platform::ChannelMode::None;
     command.stdoutMode = platform::ChannelMode::Pipe;
