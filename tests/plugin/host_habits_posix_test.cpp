@@ -133,6 +133,8 @@ TEST_F(HostHabitsPosix, DescriptorsThatAreNotCloseOnExecStayHere) {
 // A forked child holds copies of whatever was open at that moment, here for as long as the decodes go on.
 TEST_F(HostHabitsPosix, ForksWithoutExec) {
     InOwnProcess("forks", [&] {
+        // Made first: a program that a child still holds open for writing can't be started.
+        const kit::PluginWithWorker installed(STAND_IN_WORKER);
         std::atomic<bool> done = false;
         std::thread forker([&] {
             std::vector<pid_t> children;
@@ -150,7 +152,6 @@ TEST_F(HostHabitsPosix, ForksWithoutExec) {
                 waitpid(child, nullptr, 0);
             }
         });
-        const kit::PluginWithWorker installed(STAND_IN_WORKER);
         bool good = true;
         for (int round = 0; round < 30 && good; ++round) {
             kit::TestDecoder decoder(installed.plugin());
