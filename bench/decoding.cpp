@@ -23,6 +23,12 @@ Decode::Decode(const kit::Plugin& plugin, const kit::TempFolder& folder) : plugi
     Demand(plugin.Set(decoder_, DECODER_SET_EVENT_QUIT, &param) == 1, "Set failed");
 }
 
+void Decode::ChooseFormat(const DecoderChar* word) {
+    DecoderParam param{};
+    param.text = word;
+    Demand(plugin_.Set(decoder_, DECODER_SET_SAMPLE_FORMAT, &param) == 1, "no such sample format");
+}
+
 DecoderFormat Decode::Open(const std::string& input) {
     const std::u16string path = std::filesystem::path(input).u16string();
     DecoderOpenInfo info{};

@@ -29,6 +29,7 @@ class Decode {
     Decode& operator=(const Decode&) = delete;
     ~Decode() { plugin_.Destroy(decoder_); }
 
+    void ChooseFormat(const DecoderChar* word);  // for the next Open
     DecoderFormat Open(const std::string& input);
     DecoderBlockInfo Block();
     void Seek(std::int64_t position) { Demand(plugin_.SetPosition(decoder_, position) == 1, "no seek"); }

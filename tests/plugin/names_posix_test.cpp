@@ -1,5 +1,6 @@
 // Names of files that aren't UTF-8, as the system allows them, and disks that are full.
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/resource.h>
 
 #include <fstream>
@@ -72,6 +73,22 @@ TEST(NamesPosix, EscapesAreForNamesAlone) {
         EXPECT_EQ(plugin.Open(decoder.get(), &record), 0);
         EXPECT_EQ(AskFailure(plugin, decoder).value, DECODER_FAILURE_FILE_NOT_FOUND);
     }
+}
+
+// The system throws away what a child left when nobody wants to hear of its end.
+TEST(FailuresPosix, ExitCodesThatNobodyKeepsAreUnknown) {
+    const kit::Plugin plugin;
+    const kit::TempFolder folder;
+    kit::MakeAudio(folder / "x.wav", 0.1);
+    kit::TestDecoder decoder(plugin);
+    const auto before = signal(SIGCHLD, SIG_IGN);
+    const bool opened = decoder.Open(folder / "x.wav");
+    decoder.ReadAll();
+    const bool given = Ask(plugin, decoder, DECODER_GET_WORKER_EXIT).given;
+    decoder.Close();
+    signal(SIGCHLD, before);
+    EXPECT_TRUE(opened);
+    EXPECT_FALSE(given);
 }
 
 TEST(FailuresPosix, FullDisksHaveTheirNumber) {
