@@ -447,6 +447,19 @@ class OnWine(HostTest):
             self.assertEqual(self.on_console("untag", "good.tta", answer=answer)[0], code)
         self.assertEqual(self.json("tags", "good.tta")["tags"], [])
 
+    def test_closed_window_leaves_nothing(self):
+        ffmpeg("-f", "lavfi", "-i", "sine=d=3600", "-ar", "44100", "long.flac")
+        before = sorted(os.listdir("."))
+        process = subprocess.Popen([*OPTIONS.runner, OPTIONS.host, "decode", "long.flac", "out.wav"],
+                                   stdin=subprocess.DEVNULL)  # fmt: skip
+        deadline = time.monotonic() + TIME_LIMIT
+        while not any(name.endswith(".part") for name in os.listdir(".")):
+            self.assertLess(time.monotonic(), deadline)
+            self.assertIsNone(process.poll())
+        subprocess.run([*OPTIONS.runner, OPTIONS.close_console], check=True, timeout=TIME_LIMIT)
+        self.assertEqual(process.wait(TIME_LIMIT), 130)
+        self.assert_nothing_left(before)
+
     def test_path_that_names_a_drive(self):
         ffmpeg("-f", "lavfi", "-i", "sine=d=0.2", "plain.flac")
         self.assertEqual(self.json("info", "Z:plain.flac")["durationMs"], 200)
@@ -465,6 +478,7 @@ def main():
     parser.add_argument("--host", required=True, type=os.path.abspath)
     parser.add_argument("--worker", required=True, type=os.path.abspath)
     parser.add_argument("--ffmpeg", default="ffmpeg")
+    parser.add_argument("--close-console", type=os.path.abspath)
     parser.add_argument("--runner", action="append", default=[])
     OPTIONS, rest = parser.parse_known_args()
     # Wine takes the names that it is given for text of the locale's.
