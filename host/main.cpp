@@ -1,5 +1,4 @@
 // decoder-host: the program.
-#include <cstdlib>
 #include <exception>
 
 #include "host/command_line/arguments.h"
@@ -19,12 +18,12 @@ constexpr int kUsageCode = 2;
 int main(int argc, char** argv) {
     using namespace host;
     try {
-        system::PrepareStandardStreams();
+        system::PrepareProcess();
         Arguments arguments;
         const CommandLine line = MakeCommandLine(arguments);
-        if (const Command* const command = Parse(line, system::Arguments(argc, argv))) command->run();
+        const int code = ParseAndRun(line, system::Arguments(argc, argv));
         FlushOutput();
-        return EXIT_SUCCESS;
+        return code;
     } catch (const Interruption& interruption) {
         return interruption.exitCode;
     } catch (const UsageFailure& failure) {

@@ -762,8 +762,66 @@ class Decoder {
         Require(TryDeleteAllTags(path), "the plug-in can't delete the tags");
     }
 
+    // ---- Beyond the base contract: a plug-in without it gives nothing, or false ----
+
+    struct VersionInfo {
+        std::string text;
+        std::int32_t extensions;  // the number of the set, from 1
+    };
+    std::optional<VersionInfo> Version() const {
+        const std::optional<DecoderParam> param = TryGet(DECODER_GET_VERSION);
+        if (!param || param->value < 1) return std::nullopt;
+        return VersionInfo{TextOf(*param), param->value};
+    }
+
+    // For the opens to come: "default", "s16", "s24", "s32", "f32", "f64", or "source" for as deep as the
+    // source is.
+    bool TrySetSampleFormat(std::string_view format) {
+        const std::u16string text = ToUtf16(format);
+        DecoderParam param{};
+        param.text = text.c_str();
+        return Set(DECODER_SET_SAMPLE_FORMAT, param);
+    }
+
+    // For the opens to come: an audio stream from 0 on, or -1 for the worker's choice.
+    bool TrySetAudioStream(std::int32_t stream) {
+        DecoderParam param{};
+        param.value = stream;
+        return Set(DECODER_SET_AUDIO_STREAM, param);
+    }
+
+    // Why the last call failed, in the plug-in's words; nothing after one that succeeded.
+    std::optional<std::string> LastFailure() const {
+        const std::optional<DecoderParam> param = TryGet(DECODER_GET_LAST_FAILURE);
+        if (!param || param->text == nullptr) return std::nullopt;
+        return TextOf(*param);
+    }
+
+    // Behind the last block: the worker's exit code, negative for a signal. Waits for its end as Close does.
+    std::optional<std::int32_t> WorkerExit() {
+        const std::optional<DecoderParam> param = TryGet(DECODER_GET_WORKER_EXIT);
+        if (!param) return std::nullopt;
+        return param->value;
+    }
+
+    // What the worker wrote last on its error channel; whole lines.
+    std::string WorkerMessages() const {
+        const std::optional<DecoderParam> param = TryGet(DECODER_GET_WORKER_MESSAGES);
+        return param ? TextOf(*param) : std::string();
+    }
+
   private:
     const Plugin::Functions& functions() const noexcept { return plugin_.functions(); }
+
+    std::optional<DecoderParam> TryGet(const DecoderChar* key) const {
+        DecoderParam param{};
+        if (functions().get(decoder_, key, &param) == 0) return std::nullopt;
+        return param;
+    }
+
+    static std::string TextOf(const DecoderParam& param) {
+        return param.text == nullptr ? std::string() : ToUtf8(param.text);
+    }
 
     static Bytes BytesAt(const void* data, std::size_t size) noexcept {
         return data == nullptr ? Bytes() : Bytes(static_cast<const std::byte*>(data), size);

@@ -1,21 +1,24 @@
 // Everything that a command line can say.
 #pragma once
 
-#include <string>
-
 #include "host/commands/commands.h"
 #include "host/session/context.h"
 
 namespace host {
 
+// Options that several commands share go into `batch`, `samples` and `write`, from where the command takes
+// them.
 struct Arguments {
     ContextOptions plugin;
+    BatchOptions batch;
+    SampleOptions samples;
+    WriteOptions write;
     DecodeOptions decode;
+    ShowOptions show;
     TagOptions tag;
     UntagOptions untag;
-    std::string file;
-    std::string folder;
-    bool json = false;
+    ArtOptions art;
+    bool version = false;
 };
 
 }  // namespace host

@@ -3,6 +3,9 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 
+#include "host/command_line/help.h"
+#include "host/system/console.h"
+#include "host/terminal/output.h"
 #include "host/text/failure.h"
 
 namespace host {
@@ -26,66 +29,65 @@ struct Adder {
     CLI::App& app;
     const Option& option;
 
-    CLI::Option* operator()(bool* target) const { return app.add_flag(option.names, *target, option.help); }
-    CLI::Option* operator()(std::string* target) const { return Value(*target); }
+    CLI::Option* operator()(bool* target) const { return app.add_flag(option.names, *target); }
+    CLI::Option* operator()(int* target) const { return app.add_option(option.names, *target); }
+    CLI::Option* operator()(unsigned* target) const { return app.add_option(option.names, *target); }
+    CLI::Option* operator()(std::string* target) const { return Text(*target); }
     CLI::Option* operator()(std::vector<std::string>* target) const {
-        CLI::Option* const added = Value(*target);
+        CLI::Option* const added = Text(*target);
         // An option takes one value each time that it is given; only an argument takes a row of them.
-        if (!option.value.empty()) added->allow_extra_args(false);
+        if (!IsArgument(option)) added->allow_extra_args(false);
         return added;
     }
 
     template <typename Target>
-    CLI::Option* Value(Target& target) const {
-        CLI::Option* const added = app.add_option(option.names, target, option.help);
-        added->type_name(option.value)->transform(CLI::Validator(Unshield, ""));
+    CLI::Option* Text(Target& target) const {
+        CLI::Option* const added = app.add_option(option.names, target);
+        added->transform(CLI::Validator(Unshield, ""));
         if (!option.choices.empty()) added->check(CLI::IsMember(option.choices));
         return added;
     }
 };
 
 void AddOptions(CLI::App& app, const std::vector<Option>& options) {
-    for (const Option& option : options) {
-        std::visit(Adder{app, option}, option.target)->required(option.required);
-    }
+    for (const Option& option : options) std::visit(Adder{app, option}, option.target);
 }
 
-std::string Footer(const Command& command) {
-    std::string text = command.notes;
-    if (!text.empty()) text += "\n\n";
-    text += command.examples.size() == 1 ? "Example:" : "Examples:";
-    for (const std::string& example : command.examples) text += "\n  " + example;
-    return text;
+const Command* Chosen(const CommandLine& line, const CLI::App& app) {
+    const std::vector<CLI::App*> chosen = app.get_subcommands();
+    if (chosen.empty()) return nullptr;
+    const auto isIt = [&](const Command& command) { return command.name == chosen.front()->get_name(); };
+    return &*std::find_if(line.commands.begin(), line.commands.end(), isIt);
 }
 
 }  // namespace
 
-const Command* Parse(const CommandLine& line, std::vector<std::string> arguments) {
+int ParseAndRun(const CommandLine& line, std::vector<std::string> arguments) {
     CLI::App app(line.summary, line.name);
-    app.require_subcommand(1);
+    app.require_subcommand(0, 1);
     app.fallthrough();
     app.allow_windows_style_options(false);
-    app.set_help_all_flag("--help-all", "Help for every command");
+    app.set_help_all_flag("--help-all");
     AddOptions(app, line.options);
-    for (const Command& command : line.commands) {
-        CLI::App* const added = app.add_subcommand(command.name, command.summary);
-        AddOptions(*added, command.options);
-        added->footer(Footer(command));
-    }
-    app.footer(line.notes);
+    for (const Command& command : line.commands)
+        AddOptions(*app.add_subcommand(command.name), command.options);
 
     std::for_each(arguments.begin(), arguments.end(), Shield);
     std::reverse(arguments.begin(), arguments.end());
+    const auto width = static_cast<std::size_t>(system::TerminalWidth(stdout));
     try {
         app.parse(std::move(arguments));
+    } catch (const CLI::CallForHelp&) {
+        Print(HelpText(line, Chosen(line, app), width));
+        return 0;
+    } catch (const CLI::CallForAllHelp&) {
+        Print(HelpForAll(line, width));
+        return 0;
     } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() != 0)
-            throw UsageFailure(std::string(error.what()) + " (--help tells more)");
-        app.exit(error);
-        return nullptr;
+        throw UsageFailure(std::string(error.what()) + " (--help tells more)");
     }
-    const auto isWanted = [&](const Command& command) { return app.got_subcommand(command.name); };
-    return &*std::find_if(line.commands.begin(), line.commands.end(), isWanted);
+    const Command* const command = Chosen(line, app);
+    return command == nullptr ? line.run() : command->run();
 }
 
 }  // namespace host

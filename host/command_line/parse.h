@@ -8,8 +8,8 @@
 
 namespace host {
 
-// The command that was asked for, with its targets filled in. Null when help was asked for, which is printed.
-// Throws UsageFailure.
-const Command* Parse(const CommandLine& line, std::vector<std::string> arguments);
+// Runs what was asked for, with the targets filled in, and gives the program's exit code. Help is printed.
+// Throws UsageFailure, and what the command throws.
+int ParseAndRun(const CommandLine& line, std::vector<std::string> arguments);
 
 }  // namespace host

@@ -18,20 +18,19 @@ struct Option {
     std::string value;  // what stands for the value in help; empty for a flag and for an argument
     std::string help;   // one sentence
     // A flag, a single value, or one that may be given again.
-    std::variant<bool*, std::string*, std::vector<std::string>*> target;
+    std::variant<bool*, int*, unsigned*, std::string*, std::vector<std::string>*> target;
     ValueKind kind = ValueKind::Text;
-    bool required = false;
-    std::vector<std::string> choices;  // of ValueKind::Choice
+    std::vector<std::string> choices = {};  // of ValueKind::Choice
 };
 
 struct Command {
     std::string name;
     std::string summary;  // one sentence
     std::vector<Option> options;
-    std::string notes;                  // paragraphs below the options
+    std::vector<std::string> notes;     // paragraphs below the options
     std::vector<std::string> examples;  // command lines
-    // Throws Failure, UsageFailure or Interruption.
-    std::function<void()> run;
+    // Gives the program's exit code. Throws Failure, UsageFailure or Interruption.
+    std::function<int()> run;
 };
 
 struct CommandLine {
@@ -39,8 +38,14 @@ struct CommandLine {
     std::string summary;
     std::vector<Option> options;  // for every command
     std::vector<Command> commands;
-    std::string notes;
+    std::vector<std::string> notes;
+    std::function<int()> run;  // without a command
 };
+
+bool IsArgument(const Option& option);
+bool IsFlag(const Option& option);
+// Whether its value may be given again.
+bool IsRepeatable(const Option& option);
 
 // What a parse fills in.
 struct Arguments;

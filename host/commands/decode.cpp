@@ -1,19 +1,20 @@
-// A file, or a piece of it, as samples.
-#include <algorithm>
-#include <cmath>
+// Files, or pieces of them, as samples.
+#include <cstdio>
 #include <filesystem>
-#include <limits>
+#include <memory>
 #include <optional>
-#include <span>
 #include <system_error>
 
 #include "host/commands/commands.h"
+#include "host/commands/decoding.h"
+#include "host/commands/format_text.h"
+#include "host/commands/listing.h"
+#include "host/commands/output_plan.h"
 #include "host/files/output_file.h"
 #include "host/files/wav_header.h"
-#include "host/session/session.h"
+#include "host/files/whole_file.h"
+#include "host/system/checksum.h"
 #include "host/system/console.h"
-#include "host/system/interruption.h"
-#include "host/terminal/progress.h"
 #include "host/text/failure.h"
 #include "host/text/text.h"
 
@@ -23,133 +24,172 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::optional<double> TimeOption(const char* name, const std::string& text) {
-    if (text.empty()) return {};
-    const std::optional<double> seconds = ParseTime(text);
-    if (!seconds) throw UsageFailure(std::string(name) + " takes seconds or [HH:]MM:SS[.mmm], not " + text);
-    return seconds;
-}
-
-std::uint64_t Frames(double seconds, const DecoderWaveFormat& wave) {
-    return static_cast<std::uint64_t>(std::llround(seconds * wave.samplesPerSecond));
-}
-
-std::uint64_t Bytes(double seconds, const DecoderWaveFormat& wave) {
-    const std::uint64_t frames = Frames(seconds, wave);
-    constexpr std::uint64_t kAll = std::numeric_limits<std::uint64_t>::max();
-    return wave.blockAlign != 0 && frames > kAll / wave.blockAlign ? kAll : frames * wave.blockAlign;
-}
-
-// Beside a local input; in the present folder for anything else, under the last part of its name.
-std::string OutputName(const DecodeOptions& options) {
-    const char* const extension = options.raw ? ".raw" : ".wav";
-    std::error_code ignored;
-    fs::path path = ToPath(options.file);
-    if (!fs::exists(path, ignored)) {
-        const std::string name = options.file.substr(0, options.file.find_first_of("?#"));
-        path = ToPath(name.substr(name.find_last_of('/') + 1));
-    }
-    path.replace_extension(extension);
-    if (path.stem().empty() || fs::exists(path, ignored)) {
-        throw Failure(
-            (path.stem().empty() ? "no name for the output" : PathText(path) + " is there already") +
-            std::string("; name the output"));
-    }
-    return PathText(path);
-}
-
-void RefuseBadOutput(const DecodeOptions& options, const std::string& output) {
-    if (output == "-") {
-        if (system::IsTerminal(stdout))
-            throw UsageFailure("samples don't go to a terminal; redirect the output");
-        return;
-    }
-    std::error_code ignored;
-    if (fs::equivalent(ToPath(options.file), ToPath(output), ignored)) {
-        throw UsageFailure("the output would replace the input");
-    }
-}
-
-// How much of the file is to come, in milliseconds; 0 when unknown.
-std::uint64_t TotalMs(std::int64_t fileMs, double startSeconds, std::optional<double> duration) {
-    const double left = fileMs > 0 ? std::max(0.0, static_cast<double>(fileMs) - startSeconds * 1000) : 0;
-    if (!duration) return static_cast<std::uint64_t>(left);
-    const double wanted = *duration * 1000;
-    return static_cast<std::uint64_t>(fileMs > 0 ? std::min(wanted, left) : wanted);
-}
-
-// The samples on their way out, with the header that they need.
-class SampleWriter {
+// The samples on their way into an output, with the header that they need. The output is opened when the
+// first samples are there.
+class OutputSink : public SampleSink {
   public:
-    SampleWriter(OutputFile& output, bool raw) : output_(output), raw_(raw) {}
+    OutputSink(std::string target, OutputFile::Existing existing, bool raw)
+        : target_(std::move(target)), existing_(existing), raw_(raw) {}
 
-    void Begin(const DecoderWaveFormat& wave) {
+    void Begin(const DecoderWaveFormat& wave) override {
         wave_ = wave;
-        if (!raw_) output_.Write(output_.isFile() ? WavFileHeader(wave_, 0) : WavStreamHeader(wave_));
+        output_.emplace(target_, existing_);
+        if (!raw_) output_->Write(output_->isFile() ? WavFileHeader(wave_, 0) : WavStreamHeader(wave_));
     }
 
-    void Write(std::span<const std::byte> samples) {
-        output_.Write(samples);
+    void Write(std::span<const std::byte> samples) override {
+        output_->Write(samples);
         bytes_ += samples.size();
     }
 
-    void Finish() {
-        if (!raw_ && output_.isFile()) {
+    void Finish(Samples samples) {
+        if (!raw_ && output_->isFile()) {
             constexpr std::byte kPad{0};
-            if (bytes_ % 2 != 0) output_.Write({&kPad, 1});
-            output_.Rewrite(WavFileHeader(wave_, bytes_));
+            if (bytes_ % 2 != 0) output_->Write({&kPad, 1});
+            output_->Rewrite(WavFileHeader(wave_, bytes_, samples));
         }
-        output_.Finish();
+        output_->Finish();
     }
 
-    std::uint64_t bytes() const { return bytes_; }
-    std::uint64_t positionMs() const {
-        return static_cast<std::uint64_t>(static_cast<double>(bytes_) * 1000 / wave_.averageBytesPerSecond);
-    }
+    const DecoderWaveFormat& wave() const { return wave_; }
 
   private:
-    OutputFile& output_;
+    const std::string target_;
+    const OutputFile::Existing existing_;
     const bool raw_;
+    std::optional<OutputFile> output_;
     DecoderWaveFormat wave_{};
     std::uint64_t bytes_ = 0;
 };
 
+class HashSink : public SampleSink {
+  public:
+    void Begin(const DecoderWaveFormat& wave) override { wave_ = wave; }
+    void Write(std::span<const std::byte> samples) override { hash_.Add(samples); }
+    std::string Text() { return hash_.Text(); }
+    const DecoderWaveFormat& wave() const { return wave_; }
+
+  private:
+    system::Md5 hash_;
+    DecoderWaveFormat wave_{};
+};
+
+void CheckOptions(const DecodeOptions& options) {
+    const Piece checked(options.samples);
+    if (!options.output.empty() && !options.folder.empty()) throw UsageFailure("give -o or --to, not both");
+    if (options.output == "-" && system::IsTerminal(stdout)) {
+        throw UsageFailure("samples don't go to a terminal; redirect the output");
+    }
+    if (options.output == "-" && options.batch.json)
+        throw UsageFailure("samples and JSON don't go to one output");
+}
+
+// Whether an output of an earlier run is whole and not older than its source.
+bool IsWholeOutput(const std::string& output, const std::string& input, bool raw) {
+    std::error_code code;
+    const fs::path path = ToPath(output);
+    if (!fs::is_regular_file(path, code)) return false;
+    const auto written = fs::last_write_time(path, code);
+    const auto changed = fs::last_write_time(ToPath(input), code);
+    if (!code && written < changed) return false;
+    if (raw) return true;
+    const std::uintmax_t size = fs::file_size(path, code);
+    return !code && IsWholeWavFile(ReadStartOfFile(output, kWavStartSize), size);
+}
+
+void MakeFolderOf(const std::string& output) {
+    std::error_code code;
+    const fs::path folder = ToPath(output).parent_path();
+    if (!folder.empty()) fs::create_directories(folder, code);
+    if (code) throw Failure("can't make the folder " + PathText(folder) + ": " + code.message());
+}
+
+FileResult DecodeOne(const Job& job, const DecodeOptions& options, const PlannedOutput& planned) {
+    if (!planned.refusal.empty()) throw Failure(planned.refusal);
+    const std::string& output = planned.path;
+    FileResult result;
+    result.fields["output"] = output;
+    if (options.resume && output != "-" && IsWholeOutput(output, job.file.name, options.raw)) {
+        result.outcome = Outcome::Skipped;
+        return result;
+    }
+    std::error_code ignored;
+    if (!options.force && output != "-" && fs::is_regular_file(ToPath(output), ignored) &&
+        !(options.resume && IsIncompleteWavFile(ReadStartOfFile(output, kWavStartSize)))) {
+        throw Failure(output + " is there already (--force replaces it)");
+    }
+    if (!options.folder.empty()) MakeFolderOf(output);
+
+    OutputSink sink(
+        output,
+        options.force || options.resume ? OutputFile::Existing::Replace : OutputFile::Existing::Refuse,
+        options.raw);
+    const bool showProgress = job.alone && !options.batch.quiet;
+    const Decoded decoded = DecodeThrough(job, options.samples, showProgress, sink);
+    const bool damaged = !decoded.damage.empty();
+    if (damaged) {
+        result.outcome = Outcome::Damaged;
+        result.messages = {job.file.name + ": " + decoded.damage};
+    }
+    result.fields["format"] = FormatJson(sink.wave());
+    result.fields["durationMs"] = decoded.milliseconds;
+    if (damaged && options.strict) {
+        result.fields.erase("output");
+        return result;
+    }
+    sink.Finish(damaged ? Samples::Incomplete : Samples::Whole);
+    if (output != "-" && !options.batch.quiet) {
+        result.text = "Wrote " + output + ": " + FormatTime(decoded.milliseconds, true) + ", " +
+                      FormatText(sink.wave()) + "\n";
+    }
+    return result;
+}
+
+FileResult VerifyOne(const Job& job, const SampleOptions& samples, bool quiet) {
+    HashSink sink;
+    const Decoded decoded = DecodeThrough(job, samples, job.alone && !quiet, sink);
+    FileResult result;
+    const std::string hash = sink.Text();
+    result.fields["md5"] = hash;
+    result.fields["format"] = FormatJson(sink.wave());
+    result.fields["durationMs"] = decoded.milliseconds;
+    if (!decoded.damage.empty()) {
+        result.outcome = Outcome::Damaged;
+        result.messages = {job.file.name + ": " + decoded.damage};
+    } else if (!quiet) {
+        result.text = job.file.name + ": whole, " + FormatTime(decoded.milliseconds, true) + ", " +
+                      FormatText(sink.wave()) + ", MD5 " + hash + "\n";
+    }
+    return result;
+}
+
 }  // namespace
 
-void DecodeFile(const ContextOptions& plugin, const DecodeOptions& options) {
-    const double start = TimeOption("--start", options.start).value_or(0);
-    const std::optional<double> duration = TimeOption("--duration", options.duration);
-    const std::string target = options.output.empty() ? OutputName(options) : options.output;
-    RefuseBadOutput(options, target);
-
+int DecodeFiles(const ContextOptions& plugin, const DecodeOptions& options) {
+    CheckOptions(options);
     const Context context(plugin);
-    Session session(context);
-    const DecoderFormat format = session.Open(options.file, 0).format;
-    if (const std::uint64_t frame = Frames(start, format.wave); frame > 0) {
-        session.SetPosition(static_cast<std::int64_t>(frame));
+    std::vector<InputFile> inputs = FilesOf(context, options.batch, Wanted::Audio);
+    // Over all parts of the work, so that no part takes the place of another's output.
+    std::vector<PlannedOutput> plan =
+        PlanOutputs(inputs, {options.output, options.folder, options.raw ? ".raw" : ".wav"});
+    const Shard shard(options.batch.shard);
+    std::vector<InputFile> files;
+    std::vector<PlannedOutput> outputs;
+    for (std::size_t index = 0; index < inputs.size(); ++index) {
+        if (!shard.Holds(inputs[index])) continue;
+        files.push_back(std::move(inputs[index]));
+        outputs.push_back(std::move(plan[index]));
     }
-    std::uint64_t bytesLeft =
-        duration ? Bytes(*duration, format.wave) : std::numeric_limits<std::uint64_t>::max();
+    return RunBatch(context, options.batch, files,
+                    [&](const Job& job) { return DecodeOne(job, options, outputs[job.index]); });
+}
 
-    OutputFile output(target);
-    SampleWriter samples(output, options.raw);
-    Progress progress(TotalMs(format.durationMs, start, duration));
-    decoder_plugin::Block block = session.DecodeBlock();
-    samples.Begin(block.format.wave);
-    for (;;) {
-        const auto wanted =
-            static_cast<std::size_t>(std::min<std::uint64_t>(block.samples.size(), bytesLeft));
-        samples.Write({block.samples.data(), wanted});
-        bytesLeft -= wanted;
-        progress.Update(samples.positionMs());
-        if (block.last || bytesLeft == 0) break;
-        block = session.DecodeBlock();
-    }
-    // A worker that could go on is not waited for: it ends with the session.
-    if (bytesLeft != 0) session.Close();
-    if (const int code = system::InterruptionCode()) throw Interruption{code};
-    samples.Finish();
-    progress.Finish();
+int VerifyFiles(const ContextOptions& plugin, const BatchOptions& batch, const SampleOptions& samples) {
+    const Piece checked(samples);
+    const Context context(plugin);
+    const std::vector<InputFile> files = ShardOf(batch, FilesOf(context, batch, Wanted::Audio));
+    return RunBatch(context, batch, files,
+                    [&](const Job& job) { return VerifyOne(job, samples, batch.quiet); });
 }
 
 }  // namespace host

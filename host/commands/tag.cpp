@@ -1,22 +1,21 @@
-// Tags and pictures changed, deleted and written out.
+// Tags and pictures written.
 #include <algorithm>
 #include <filesystem>
-#include <system_error>
+#include <map>
+#include <optional>
 
+#include "host/commands/careful_write.h"
 #include "host/commands/commands.h"
-#include "host/files/output_file.h"
+#include "host/commands/listing.h"
+#include "host/commands/tag_text.h"
 #include "host/files/whole_file.h"
 #include "host/session/session.h"
-#include "host/system/console.h"
-#include "host/system/interruption.h"
+#include "host/tags/comparison.h"
 #include "host/tags/pictures.h"
-#include "host/terminal/output.h"
 #include "host/text/failure.h"
 #include "host/text/text.h"
 
 namespace host {
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -59,106 +58,197 @@ bool HasApeTag(const Entries& info) {
     });
 }
 
-Entries ReadCovers(Session& session, const std::string& file, const std::vector<Cover>& covers) {
-    Entries entries;
-    for (const Cover& cover : covers) entries.push_back({"", "", ReadImage(cover.file)});
-    const OpenedFile opened = session.Open(file, DECODER_OPEN_TAGS | DECODER_OPEN_INFO);
-    session.Close();
-    const std::vector<std::string> names = NamesForCovers(covers, opened.tags, HasApeTag(opened.info));
-    for (std::size_t index = 0; index < names.size(); ++index) entries[index].name = names[index];
+// The tags of JSON lines as "tags --json" gives them: one object for every file, or one for each by its name.
+class Templates {
+  public:
+    explicit Templates(const std::string& file) {
+        constexpr std::uintmax_t kLargest = 1u << 30;
+        if (file.empty()) return;
+        const std::vector<std::byte> bytes = ReadWholeFile(file, kLargest);
+        const std::string text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+        try {
+            if (const Json whole = Json::parse(text, nullptr, false); !whole.is_discarded()) {
+                common_ = TagsFromJson(whole);
+                return;
+            }
+            for (const std::string& line : Split(text, '\n')) {
+                if (line.find_first_not_of(" \r\t") == std::string::npos) continue;
+                const Json json = Json::parse(line);
+                byName_[json.at("file").get<std::string>()] = TagsFromJson(json);
+            }
+        } catch (const Json::exception& error) {
+            throw Failure(file + " doesn't hold tags as \"tags --json\" gives them: " + error.what());
+        }
+    }
+
+    Entries For(const std::string& file) const {
+        if (byName_.empty()) return common_;
+        const auto found = byName_.find(file);
+        if (found == byName_.end()) throw Failure(file + ": the JSON has no tags for it");
+        return found->second;
+    }
+
+  private:
+    Entries common_;
+    std::map<std::string, Entries> byName_;
+};
+
+// What a run writes and deletes, read before the first file is touched.
+struct Changes {
+    explicit Changes(const TagOptions& options)
+        : assigned(ParseAssignments(options.assignments)),
+          templates(options.from),
+          removals(options.removals) {
+        for (const std::string& argument : options.covers) {
+            const Cover cover = ParseCover(argument);
+            covers.push_back(cover);
+            images.push_back(ReadImage(cover.file));
+        }
+        if (assigned.empty() && covers.empty() && removals.empty() && options.from.empty()) {
+            throw UsageFailure("nothing to write: give NAME=VALUE, --cover, --remove or --from");
+        }
+        for (const std::string& name : removals) {
+            if (IsPictureName(name)) throw UsageFailure("untag --cover TYPE removes pictures");
+            if (FindText(assigned, name) != nullptr)
+                throw UsageFailure("write or remove " + name + ", not both");
+        }
+    }
+
+    Entries assigned;
+    Templates templates;
+    std::vector<std::string> removals;
+    std::vector<Cover> covers;
+    std::vector<std::vector<std::byte>> images;
+};
+
+// What this file is to get.
+Entries EntriesFor(const std::string& file, const Changes& changes, const OpenedFile& present) {
+    std::vector<Cover> covers = changes.covers;
+    std::vector<std::vector<std::byte>> images = changes.images;
+    Entries entries = changes.assigned;
+    for (Entry& entry : changes.templates.For(file)) {
+        if (IsPicture(entry)) {
+            const PictureName name = ParsePictureName(entry.name);
+            covers.push_back({name.type, name.description, ""});
+            images.push_back(std::move(entry.data));
+        } else if (FindText(entries, entry.name) == nullptr) {
+            entries.push_back(std::move(entry));
+        }
+    }
+    const std::vector<std::string> names = NamesForCovers(covers, present.tags, HasApeTag(present.info));
+    for (std::size_t index = 0; index < names.size(); ++index) {
+        entries.push_back({names[index], "", std::move(images[index])});
+    }
     return entries;
 }
 
-// The name under which all pictures of a type are deleted. The description is one that no picture has: an APE
-// tag would else lose, with the type, every picture that has no description.
-std::string PictureNameToDelete(const std::string& word) {
-    constexpr const char* kNoPicturesDescription = "\x7F";
-    const std::string type = PictureTypeFromWord(word);
-    return BuildPictureName(1, type.empty() ? word : type, kNoPicturesDescription);
+// Old and new side by side.
+FileResult DryRun(const Job& job, const Entries& entries, const Changes& changes, const Entries& present) {
+    FileResult result;
+    Json list = Json::array();
+    Lines lines;
+    const auto add = [&](const std::string& name, const Entry* before, const std::string& after) {
+        const std::string old = before == nullptr ? "" : before->value;
+        list.push_back(
+            {{"name", name}, {"old", Split(old, kValueSeparator)}, {"new", Split(after, kValueSeparator)}});
+        std::string line = (before == nullptr ? "(none)" : "\"" + old + "\"") + "  ->  " +
+                           (after.empty() ? "(none)" : "\"" + after + "\"");
+        std::replace(line.begin(), line.end(), kValueSeparator, '/');
+        lines.emplace_back(name, line);
+    };
+    for (const Entry& entry : entries) {
+        if (IsPicture(entry)) {
+            list.push_back({{"picture", ParsePictureName(entry.name).type}, {"bytes", entry.data.size()}});
+            lines.emplace_back("Picture", "->  " + PictureText(entry));
+        } else {
+            add(entry.name, FindText(present, entry.name), entry.value);
+        }
+    }
+    for (const std::string& name : changes.removals) add(name, FindText(present, name), "");
+    result.fields["changes"] = std::move(list);
+    result.text = (job.alone ? "" : job.file.name + "\n") + Columns(lines);
+    return result;
 }
 
-void AskBeforeDeletingAll(const std::string& file) {
-    if (!system::IsTerminal(stdin) || !system::IsTerminal(stderr)) {
-        throw UsageFailure("to delete all tags of " + file + ", add --yes");
-    }
-    PrintToTerminal("Delete all tags and pictures of " + EscapeControls(file) + "? [y/N] ");
-    const std::string answer = WithoutBlanks(system::ReadAnswer());
-    if (const int code = system::InterruptionCode()) throw Interruption{code};
-    if (!EqualIgnoringCase(answer, "y") && !EqualIgnoringCase(answer, "yes"))
-        throw Failure("nothing deleted");
+std::uintmax_t SizeOf(const Entries& entries) {
+    return entries.empty() ? 0 : BlobOf(entries).bytes().size();
 }
 
-// A name that every file system takes. It begins with the number, so no device's name can come of it.
-std::string PictureFileName(const Entry& entry) {
-    constexpr std::string_view kForbidden = "/\\:*?\"<>|";
-    constexpr std::size_t kLongest = 120;
-    const PictureName parts = ParsePictureName(entry.name);
-    std::string name = parts.number;
-    if (!parts.type.empty()) name += " " + parts.type;
-    if (!parts.description.empty()) name += " - " + parts.description;
-    for (char& letter : name) {
-        const auto code = static_cast<unsigned char>(letter);
-        if (code < 0x20 || code == 0x7F || kForbidden.find(letter) != std::string_view::npos) letter = '_';
+void RequirePresent(const std::string& file, const std::vector<std::string>& names, const Entries& present) {
+    for (const std::string& name : names) {
+        if (FindText(present, name) == nullptr) throw Failure(file + " has no tag \"" + name + "\"");
     }
-    if (name.size() > kLongest) {
-        name.resize(kLongest);
-        // Not in the middle of a character.
-        while (!name.empty() && (static_cast<unsigned char>(name.back()) & 0xC0) == 0x80) name.pop_back();
-        if (!name.empty() && (static_cast<unsigned char>(name.back()) & 0x80) != 0) name.pop_back();
+}
+
+// What the file has now. One without sound, or without a worker to look at it, can still be written to as
+// long as nothing depends on what it has.
+std::optional<OpenedFile> Present(const Job& job, const TagOptions& options, FileResult& result) {
+    try {
+        OpenedFile present = job.session.Open(job.file.name, DECODER_OPEN_TAGS | DECODER_OPEN_INFO);
+        job.session.Close();
+        return present;
+    } catch (const Failure& failure) {
+        const bool depends = !options.covers.empty() || !options.removals.empty() || !options.from.empty() ||
+                             options.write.dryRun || options.write.safe;
+        if (depends) throw;
+        result.messages.push_back(std::string(failure.what()) + "; its tags can't be read back");
+        return std::nullopt;
     }
-    const ImageKind kind = IdentifyImage(entry.data);
-    return name + "." + (kind.extension == nullptr ? "bin" : kind.extension);
+}
+
+// Sentences on what came out differently.
+std::vector<std::string> CheckedBack(Session& session, const std::string& file, const Entries& given,
+                                     const std::vector<std::string>& removals) {
+    const Entries read = session.Open(file, DECODER_OPEN_TAGS).tags;
+    session.Close();
+    std::vector<std::string> sentences = Differences(given, read);
+    for (const std::string& name : removals) {
+        if (FindText(read, name) != nullptr) sentences.push_back("\"" + name + "\" is still there");
+    }
+    return sentences;
+}
+
+FileResult TagOne(const Job& job, const TagOptions& options, const Changes& changes) {
+    const std::string& file = job.file.name;
+    Session& session = job.session;
+    if (!session.CanWriteTags(file)) throw Failure(file + ": " + kNoTags);
+    FileResult result;
+    const std::optional<OpenedFile> present = Present(job, options, result);
+    const Entries before = present ? present->tags : Entries();
+    RequirePresent(file, changes.removals, before);
+    const Entries entries = EntriesFor(file, changes, present.value_or(OpenedFile{}));
+    if (options.write.dryRun) return DryRun(job, entries, changes, before);
+    // What is there may be written anew.
+    RequireWritable(file, options.write, SizeOf(entries) + SizeOf(before));
+
+    ChangeFile(session, file, options.write, [&](const std::string& path) {
+        if (!entries.empty()) session.WriteTags(path, entries);
+        if (!changes.removals.empty()) session.DeleteTags(path, changes.removals);
+        if (!present) return;
+        for (const std::string& sentence : CheckedBack(session, path, entries, changes.removals)) {
+            result.messages.push_back(file + ": " + sentence);
+        }
+    });
+    result.fields["written"] = entries.size();
+    result.fields["removed"] = changes.removals.size();
+    if (!options.batch.quiet) {
+        result.text = file + ": " + std::to_string(entries.size()) + " written";
+        if (!changes.removals.empty())
+            result.text += ", " + std::to_string(changes.removals.size()) + " removed";
+        result.text += "\n";
+    }
+    return result;
 }
 
 }  // namespace
 
-void WriteFileTags(const ContextOptions& plugin, const TagOptions& options) {
-    Entries entries = ParseAssignments(options.assignments);
-    std::vector<Cover> covers;
-    for (const std::string& cover : options.covers) covers.push_back(ParseCover(cover));
-    if (entries.empty() && covers.empty()) throw UsageFailure("nothing to write: give NAME=VALUE or --cover");
-
+int WriteTags(const ContextOptions& plugin, const TagOptions& options) {
+    const Changes changes(options);
     const Context context(plugin);
-    Session session(context);
-    if (!covers.empty()) {
-        for (Entry& cover : ReadCovers(session, options.file, covers)) entries.push_back(std::move(cover));
-    }
-    session.WriteTags(options.file, entries);
-}
-
-void DeleteFileTags(const ContextOptions& plugin, const UntagOptions& options) {
-    std::vector<std::string> names = options.names;
-    for (const std::string& name : names) {
-        if (IsPictureName(name)) throw UsageFailure("name pictures with --cover TYPE");
-    }
-    for (const std::string& cover : options.covers) names.push_back(PictureNameToDelete(cover));
-    const Context context(plugin);
-    Session session(context);
-    // A file that can't be tagged is refused with a reason; there is nothing to ask.
-    if (names.empty() && !options.yes && session.CanWriteTags(options.file))
-        AskBeforeDeletingAll(options.file);
-    session.DeleteTags(options.file, names);
-}
-
-void ExtractPictures(const ContextOptions& plugin, const std::string& file, const std::string& folder) {
-    const Context context(plugin);
-    Session session(context);
-    const Entries tags = session.Open(file, DECODER_OPEN_TAGS).tags;
-    session.Close();
-    const auto isShown = [](const Entry& entry) { return IsPicture(entry) && !entry.data.empty(); };
-    if (std::none_of(tags.begin(), tags.end(), isShown)) throw Failure(file + " has no pictures");
-
-    std::error_code code;
-    fs::create_directories(ToPath(folder), code);
-    if (code) throw Failure("can't make the folder " + folder + ": " + code.message());
-    for (const Entry& entry : tags) {
-        if (!isShown(entry)) continue;
-        const std::string path = PathText(ToPath(folder) / ToPath(PictureFileName(entry)));
-        OutputFile output(path, OutputFile::Existing::Refuse);
-        output.Write(entry.data);
-        output.Finish();
-        Print(path + "\n");
-    }
+    const std::vector<InputFile> files =
+        ShardOf(options.batch, FilesOf(context, options.batch, Wanted::Taggable));
+    return RunBatch(context, options.batch, files,
+                    [&](const Job& job) { return TagOne(job, options, changes); });
 }
 
 }  // namespace host

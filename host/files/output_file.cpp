@@ -13,6 +13,22 @@ namespace host {
 
 namespace fs = std::filesystem;
 
+namespace {
+
+// What a link points to is written, not the link, even when it isn't there yet.
+fs::path BehindLinks(fs::path path) {
+    constexpr int kMostLinks = 40;
+    std::error_code code;
+    for (int links = 0; links < kMostLinks && fs::is_symlink(fs::symlink_status(path, code)); ++links) {
+        const fs::path next = fs::read_symlink(path, code);
+        if (code) break;
+        path = path.parent_path() / next;
+    }
+    return path;
+}
+
+}  // namespace
+
 OutputFile::OutputFile(const std::string& target, Existing existing) : shown_(target) {
     if (target == "-") {
         shown_ = "standard output";
@@ -20,20 +36,17 @@ OutputFile::OutputFile(const std::string& target, Existing existing) : shown_(ta
         return;
     }
     std::error_code code;
-    target_ = ToPath(target);
+    target_ = BehindLinks(ToPath(target));
     const fs::file_status status = fs::status(target_, code);
-    if (fs::exists(status)) {
-        if (existing == Existing::Refuse) throw Failure(target + " is there already");
-        if (fs::is_directory(status)) throw Failure(target + " is a folder");
-        if (!fs::is_regular_file(status)) {
-            stream_ = system::OpenForWriting(target_);
-            if (stream_ == nullptr) Fail(errno);
-            return;
-        }
-        // What a link points to is replaced, not the link.
-        target_ = fs::canonical(target_, code);
-        if (code) throw Failure(target + ": " + code.message());
+    if (fs::is_directory(status)) throw Failure(target + " is a folder");
+    if (fs::exists(status) && !fs::is_regular_file(status)) {
+        stream_ = system::OpenForWriting(target_);
+        if (stream_ == nullptr) Fail(errno);
+        return;
     }
+    replaces_ = fs::exists(status);
+    if (replaces_ && existing == Existing::Refuse)
+        throw Failure(target + " is there already (--force replaces it)");
     OpenPassing();
 }
 
@@ -76,9 +89,12 @@ void OutputFile::Finish() {
     stream_ = nullptr;
     if (std::fclose(stream) != 0) Fail(errno);
     if (!isFile()) return;
-    std::error_code code;
-    fs::rename(passing_, target_, code);
-    if (code) throw Failure("can't write " + shown_ + ": " + code.message());
+    if (replaces_) system::CopyAttributes(target_, passing_);
+    try {
+        system::Replace(passing_, target_);
+    } catch (const std::system_error& error) {
+        throw Failure("can't write " + shown_ + ": " + error.code().message());
+    }
     passing_.clear();
 }
 

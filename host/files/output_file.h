@@ -10,14 +10,14 @@
 namespace host {
 
 // Standard output, something that is there and isn't a regular file (a device, a FIFO), or a file that is
-// written under a passing name beside its own, and removed unless `Finish` was reached. All operations throw
-// Failure.
+// written under a passing name beside its own, and removed unless `Finish` was reached. One that takes the
+// place of another has its mode, owner and attributes. All operations throw Failure.
 class OutputFile {
   public:
-    enum class Existing { Replace, Refuse };
+    enum class Existing { Refuse, Replace };
 
     // "-" is standard output.
-    explicit OutputFile(const std::string& target, Existing existing = Existing::Replace);
+    OutputFile(const std::string& target, Existing existing);
     ~OutputFile();
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
@@ -40,6 +40,7 @@ class OutputFile {
     std::string shown_;
     std::filesystem::path target_;
     std::filesystem::path passing_;
+    bool replaces_ = false;
     std::FILE* stream_ = nullptr;
 };
 

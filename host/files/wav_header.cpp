@@ -3,6 +3,7 @@
 #include <array>
 #include <cstring>
 #include <limits>
+#include <string>
 #include <string_view>
 
 namespace host {
@@ -16,6 +17,8 @@ constexpr std::uint16_t kExtensionSize = 22;
 constexpr std::uint32_t kChunkHeaderSize = 8;
 // RIFF size, data size, sample count, length of an empty table.
 constexpr std::uint32_t kDs64Size = 8 + 8 + 8 + 4;
+
+constexpr std::string_view kIncomplete = "incomplete";
 
 class HeaderBytes {
   public:
@@ -87,7 +90,8 @@ std::vector<std::byte> Chunk(std::string_view name, std::uint32_t size) {
 
 }  // namespace
 
-std::vector<std::byte> WavFileHeader(const DecoderWaveFormat& format, std::uint64_t sampleBytes) {
+std::vector<std::byte> WavFileHeader(const DecoderWaveFormat& format, std::uint64_t sampleBytes,
+                                     Samples samples) {
     constexpr std::uint32_t kFactSize = 4;
     const std::uint64_t frames = format.blockAlign == 0 ? 0 : sampleBytes / format.blockAlign;
     const std::vector<std::byte> formatChunk = FormatChunk(format);
@@ -106,10 +110,16 @@ std::vector<std::byte> WavFileHeader(const DecoderWaveFormat& format, std::uint6
     bytes.Name("WAVE");
     // The room that RF64 needs for its sizes stands empty in a small file.
     bytes.Chunk(large ? "ds64" : "JUNK", kDs64Size);
-    bytes.Append(large ? riffSize : std::uint64_t{0});
-    bytes.Append(large ? sampleBytes : std::uint64_t{0});
-    bytes.Append(large ? frames : std::uint64_t{0});
-    bytes.Append(std::uint32_t{0});
+    if (large) {
+        bytes.Append(riffSize);
+        bytes.Append(sampleBytes);
+        bytes.Append(frames);
+        bytes.Append(std::uint32_t{0});
+    } else {
+        std::string note(samples == Samples::Incomplete ? kIncomplete : "");
+        note.resize(kDs64Size);
+        bytes.Name(note);
+    }
     std::vector<std::byte> header = bytes.Take();
     Append(header, formatChunk);
     if (!IsPcm(format)) {
@@ -120,6 +130,28 @@ std::vector<std::byte> WavFileHeader(const DecoderWaveFormat& format, std::uint6
     }
     Append(header, Chunk("data", limited(sampleBytes)));
     return header;
+}
+
+bool IsWholeWavFile(std::span<const std::byte> start, std::uint64_t fileSize) {
+    if (start.size() < kWavStartSize) return false;
+    const std::string_view text(reinterpret_cast<const char*>(start.data()), start.size());
+    const auto number = [&](std::size_t offset, std::size_t size) {
+        std::uint64_t value = 0;
+        while (size > 0) value = value << 8 | std::to_integer<std::uint64_t>(start[offset + --size]);
+        return value;
+    };
+    if (text.substr(8, 4) != "WAVE") return false;
+    if (text.substr(0, 4) == "RF64" && text.substr(12, 4) == "ds64") {
+        return number(20, 8) + kChunkHeaderSize == fileSize;
+    }
+    return text.substr(0, 4) == "RIFF" && number(4, 4) + kChunkHeaderSize == fileSize &&
+           !IsIncompleteWavFile(start);
+}
+
+bool IsIncompleteWavFile(std::span<const std::byte> start) {
+    const std::string_view text(reinterpret_cast<const char*>(start.data()), start.size());
+    return text.size() >= kWavStartSize && text.substr(0, 4) == "RIFF" && text.substr(12, 4) == "JUNK" &&
+           text.substr(20, kIncomplete.size()) == kIncomplete;
 }
 
 std::vector<std::byte> WavStreamHeader(const DecoderWaveFormat& format) {

@@ -12,18 +12,31 @@
 
 namespace host {
 
+namespace {
+
+using Stream = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+
+}  // namespace
+
 std::vector<std::byte> ReadWholeFile(const std::string& file, std::uintmax_t most) {
     const std::filesystem::path path = ToPath(file);
     std::error_code code;
     const std::uintmax_t size = std::filesystem::file_size(path, code);
     if (code) throw Failure("can't read " + file + ": " + code.message());
     if (size > most) throw Failure(file + " is too large");
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream(system::OpenForReading(path), std::fclose);
+    const Stream stream(system::OpenForReading(path), std::fclose);
     if (stream == nullptr) throw Failure("can't read " + file + ": " + ErrnoText(errno));
     std::vector<std::byte> bytes(static_cast<std::size_t>(size));
     if (std::fread(bytes.data(), 1, bytes.size(), stream.get()) != bytes.size()) {
         throw Failure("can't read " + file + " to its end");
     }
+    return bytes;
+}
+
+std::vector<std::byte> ReadStartOfFile(const std::string& file, std::size_t size) {
+    std::vector<std::byte> bytes(size);
+    const Stream stream(system::OpenForReading(ToPath(file)), std::fclose);
+    bytes.resize(stream == nullptr ? 0 : std::fread(bytes.data(), 1, size, stream.get()));
     return bytes;
 }
 

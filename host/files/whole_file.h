@@ -1,4 +1,4 @@
-// Small files that are read at once.
+// Bytes of files, read at once.
 #pragma once
 
 #include <cstddef>
@@ -10,5 +10,8 @@ namespace host {
 
 // Throws Failure when it can't be read or is larger than `most` bytes.
 std::vector<std::byte> ReadWholeFile(const std::string& file, std::uintmax_t most);
+
+// Its first bytes, at most this many; none when it can't be read.
+std::vector<std::byte> ReadStartOfFile(const std::string& file, std::size_t size);
 
 }  // namespace host

@@ -49,6 +49,7 @@ Context::Context(const ContextOptions& options) : Context(options, PluginPath(op
 Context::Context(const ContextOptions& options, const std::filesystem::path& pluginPath)
     : plugin_(pluginPath),
       workerPath_(WorkerPath(pluginPath)),
+      verbose_(options.verbose),
       errorLog_(OpenLog(options.errorLog)),
       traceLog_(OpenLog(options.traceLog)),
       requests_(quit_) {}

@@ -16,6 +16,7 @@ struct ContextOptions {
     std::string plugin;
     std::string errorLog;
     std::string traceLog;
+    bool verbose = false;  // the plug-in's own lines on standard error
 };
 
 // The loaded plug-in, the logs of the user's, and the event that ends all work on request. Sessions in any
@@ -30,6 +31,8 @@ class Context {
     const std::filesystem::path& workerPath() const { return workerPath_; }
     const decoder_plugin::QuitEvent& quit() const { return quit_; }
 
+    bool verbose() const { return verbose_; }
+
     // Null where the user wants none.
     const system::LogFile* errorLog() const { return errorLog_.get(); }
     const system::LogFile* traceLog() const { return traceLog_.get(); }
@@ -39,6 +42,7 @@ class Context {
 
     decoder_plugin::Plugin plugin_;
     std::filesystem::path workerPath_;
+    bool verbose_;
     std::unique_ptr<system::LogFile> errorLog_;
     std::unique_ptr<system::LogFile> traceLog_;
     decoder_plugin::QuitEvent quit_;

@@ -1,9 +1,14 @@
 #include "host/session/session.h"
 
-#include <filesystem>
+#include <algorithm>
+#include <optional>
 #include <system_error>
 
+#include "host/files/file_list.h"
 #include "host/session/log_messages.h"
+#include "host/session/reasons.h"
+#include "host/system/files.h"
+#include "host/terminal/output.h"
 #include "host/text/failure.h"
 #include "host/text/text.h"
 
@@ -13,48 +18,82 @@ namespace {
 
 using decoder_plugin::Source;
 
-// The worker takes what stands in front of a colon for a protocol; a local file's name may have one too.
-Source SourceOf(const std::string& file) {
-    std::error_code ignored;
-    const std::filesystem::path path = ToPath(file);
-    if (!std::filesystem::exists(path, ignored) && decoder_plugin::TryToUtf16(file)) return Source::Url(file);
-    const bool hasColon = file.find(':') != std::string::npos;
-    // "Z:song.flac" is relative as well, to the present folder of that drive.
-    if (hasColon && path.is_relative() && !path.has_root_name()) return ToPath("./" + file);
-    return path;
+// What the plug-in says of everything that its worker finds no audio in.
+constexpr const char* kNotDecodable = "File could not be decoded";
+
+constexpr const char* kSourceDepth = "source";
+constexpr const char* kDefaultDepth = "default";
+
+std::string LastLineOf(std::string text) {
+    while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
+    return text.substr(text.find_last_of("\r\n") + 1);
+}
+
+// The path of a file that is written to: the plug-in opens it itself.
+Source PathOf(const std::string& file) {
+    return ToPath(file);
 }
 
 }  // namespace
 
 template <typename Call>
 auto Session::Run(const std::string& subject, Call call) {
-    const std::uint64_t logged = log_.Size();
+    const std::uint64_t errorsBefore = errors_.Size();
+    const std::uint64_t traceBefore = trace_ ? trace_->Size() : 0;
     auto result = call();
-    if (context_.errorLog() != nullptr) context_.errorLog()->Append(log_.TextFrom(logged));
+    const std::u16string errors = errors_.TextFrom(errorsBefore);
+    const std::u16string trace = trace_ ? trace_->TextFrom(traceBefore) : std::u16string();
+    if (context_.errorLog() != nullptr) context_.errorLog()->Append(errors);
+    if (context_.verbose()) ShowLines(errors, trace);
     // Ctrl-C reaches the worker as well, whose end then looks like the end of the stream.
     if (const int code = system::InterruptionCode()) throw Interruption{code};
-    if (!result) {
-        const std::string reason = LoggedReason(logged);
-        throw Failure(reason.find(subject) != std::string::npos ? reason : subject + ": " + reason);
-    }
+    if (!result) throw Failure(Reason(subject, errors));
     return result;
 }
 
-Session::Session(const Context& context) : context_(context), decoder_(context.plugin(), Logs()) {
+Session::Session(const Context& context)
+    : context_(context),
+      trace_(context.verbose() && context.traceLog() == nullptr ? std::make_unique<system::LogFile>()
+                                                                : nullptr),
+      decoder_(context.plugin(), Logs()) {
     Run("quit event", [&] { return decoder_.TryUse(context_.quit()); });
 }
 
 decoder_plugin::Decoder::Logs Session::Logs() const {
-    return {log_.word(), context_.traceLog() == nullptr ? 0 : context_.traceLog()->word()};
+    if (context_.traceLog() != nullptr) return {errors_.word(), context_.traceLog()->word()};
+    return {errors_.word(), trace_ ? trace_->word() : 0};
+}
+
+Source Session::SourceOf(const std::string& file) const {
+    if (file == "-") {
+        const std::optional<std::filesystem::path> name = system::StandardInputName();
+        if (!name) throw Failure("this system has no name for standard input; give a file");
+        return *name;
+    }
+    if (IsUrl(file)) return Source::Url(file);
+    if (const std::optional<std::string> reason = ReasonAgainstReading(file)) throw Failure(*reason);
+    std::optional<std::filesystem::path> path = system::NameForWorker(ToPath(file));
+    if (!path) {
+        throw Failure(
+            file +
+            ": the worker can't be told a name with characters above U+FFFF (an emoji, say), and this "
+            "volume has no short name for it; rename the file");
+    }
+    // The worker takes what stands in front of a colon for a protocol; a local file's name may have one too.
+    // "Z:song" is relative as well, to the present folder of that drive.
+    const bool hasColon = file.find(':') != std::string::npos;
+    if (hasColon && path->is_relative() && !path->has_root_name()) path = "." / *path;
+    return *path;
 }
 
 bool Session::CanWriteTags(const std::string& file) {
-    return decoder_.CanWriteTags(SourceOf(file));
+    return decoder_.CanWriteTags(PathOf(file));
 }
 
 OpenedFile Session::Open(const std::string& file, std::uint32_t flags) {
-    file_ = file;
-    const auto stream = Run(file, [&] { return decoder_.TryOpen(SourceOf(file), flags); });
+    file_ = file == "-" ? "standard input" : file;
+    const Source source = SourceOf(file);
+    const auto stream = Run(file_, [&] { return decoder_.TryOpen(source, flags); });
     return {stream->format, CopyOf(stream->tags), CopyOf(stream->info)};
 }
 
@@ -68,12 +107,12 @@ decoder_plugin::Block Session::DecodeBlock() {
 
 void Session::WriteTags(const std::string& file, const Entries& tags) {
     const decoder_plugin::BlobBuilder blob = BlobOf(tags);
-    Run(file, [&] { return decoder_.TryWriteTags(SourceOf(file), blob.bytes()); });
+    Run(file, [&] { return decoder_.TryWriteTags(PathOf(file), blob.bytes()); });
 }
 
 void Session::DeleteTags(const std::string& file, const std::vector<std::string>& names) {
     if (names.empty()) {
-        Run(file, [&] { return decoder_.TryDeleteAllTags(SourceOf(file)); });
+        Run(file, [&] { return decoder_.TryDeleteAllTags(PathOf(file)); });
         return;
     }
     // How the plug-in is told of a tag without a name: an empty string ends its list.
@@ -82,20 +121,55 @@ void Session::DeleteTags(const std::string& file, const std::vector<std::string>
     for (std::string& name : list) {
         if (name.empty()) name = kEmptyName;
     }
-    Run(file, [&] { return decoder_.TryDeleteTags(SourceOf(file), list); });
+    Run(file, [&] { return decoder_.TryDeleteTags(PathOf(file), list); });
 }
 
-std::string Session::LoggedReason(std::uint64_t from) const {
-    std::string reason;
-    for (const std::string& message : LogMessages(log_.TextFrom(from))) {
-        if (!reason.empty()) reason += "; ";
-        reason += message;
+std::string Session::Reason(const std::string& subject, std::u16string_view logged) const {
+    std::error_code ignored;
+    if (!std::filesystem::exists(context_.workerPath(), ignored)) {
+        return "the worker " + PathText(context_.workerPath()) +
+               " is missing: install FFmpeg and put it, or a link to it, there";
     }
-    // The plug-in says no more when its worker isn't there.
-    if (reason == "FFmpeg error: file not found") {
-        reason += " (the worker is looked for as " + PathText(context_.workerPath()) + ")";
+    std::string reason = SentenceOf(LogMessages(logged));
+    // Without room for a log the plug-in may still remember.
+    if (reason.empty()) reason = SentenceOf({decoder_.LastFailure().value_or("")});
+    if (reason == kNotDecodable) {
+        const std::string words = LastWords();
+        return subject +
+               (IsUrl(subject) ? ": no answer, or no audio in it" : ": the worker finds no audio in it") +
+               (words.empty() ? "" : " (" + words + ")");
     }
-    return reason.empty() ? "the plug-in refused and gave no reason" : reason;
+    if (reason.empty()) return subject + ": the plug-in refused and gave no reason";
+    return reason.find(subject) != std::string::npos ? reason : subject + ": " + reason;
+}
+
+std::string Session::LastWords() const {
+    std::string words = LastLineOf(decoder_.WorkerMessages());
+    // "[demuxer @ address]" and the name of the input are no news.
+    if (words.compare(0, 1, "[") == 0) words.erase(0, words.find(']') + 1);
+    const std::size_t start = words.rfind(": ");
+    if (start != std::string::npos) words.erase(0, start + 2);
+    words.erase(0, words.find_first_not_of(' '));
+    return words;
+}
+
+Session::WorkerEnd Session::EndOfWorker() {
+    return {decoder_.WorkerExit(), LastWords()};
+}
+
+void Session::ChooseSamples(const std::string& depth, int stream) {
+    // Where the plug-in can't choose, its own choice is the default.
+    const bool isOwnChoice = depth == kDefaultDepth || depth == kSourceDepth;
+    if (!decoder_.TrySetSampleFormat(depth) && !isOwnChoice) {
+        throw Failure("this plug-in can't choose the depth " + depth);
+    }
+    if (!decoder_.TrySetAudioStream(stream) && stream >= 0)
+        throw Failure("this plug-in can't choose a stream");
+}
+
+void Session::ShowLines(std::u16string_view errors, std::u16string_view trace) const {
+    // The trace has the errors too.
+    for (const std::string& message : LogMessages(trace.empty() ? errors : trace)) PrintNote(message);
 }
 
 }  // namespace host

@@ -2,6 +2,9 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -31,9 +34,19 @@ class Session {
 
     // The rest throws Failure with the reason that the plug-in gave, and Interruption after a request to end.
     OpenedFile Open(const std::string& file, std::uint32_t flags);
+    // For the opens to come, as far as the plug-in can: a depth as in its "SampleFormat", an audio stream
+    // from 0 on or -1.
+    void ChooseSamples(const std::string& depth, int stream);
+
     void SetPosition(std::int64_t frame);
     // The samples live until the next call.
     decoder_plugin::Block DecodeBlock();
+    // How the worker ended, and what it said last; behind the last block.
+    struct WorkerEnd {
+        std::optional<int> code;
+        std::string words;
+    };
+    WorkerEnd EndOfWorker();
     void Close() { decoder_.Close(); }
     void WriteTags(const std::string& file, const Entries& tags);
     // All of the file's tags when `names` is empty.
@@ -42,15 +55,21 @@ class Session {
   private:
     decoder_plugin::Decoder::Logs Logs() const;
 
+    // What the plug-in opens for a file or URL. Throws Failure when it could only fail.
+    decoder_plugin::Source SourceOf(const std::string& file) const;
+
     // Gives what one call of the plug-in gave, and turns its failure into an exception.
     template <typename Call>
     auto Run(const std::string& subject, Call call);
-    // What the call that began at this length of the log said.
-    std::string LoggedReason(std::uint64_t from) const;
+    // Why a call failed that logged these lines.
+    std::string Reason(const std::string& subject, std::u16string_view logged) const;
+    std::string LastWords() const;
+    void ShowLines(std::u16string_view errors, std::u16string_view trace) const;
 
     const Context& context_;
     // Its own, so that the reasons of sessions that run side by side don't mix.
-    system::LogFile log_;
+    system::LogFile errors_;
+    std::unique_ptr<system::LogFile> trace_;  // null where nobody wants one
     decoder_plugin::Decoder decoder_;
     std::string file_;  // the one that was opened last
 };

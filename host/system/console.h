@@ -13,8 +13,9 @@ namespace host::system {
 std::vector<std::string> Arguments(int argc, char** argv);
 
 // Call once, before anything is opened: standard streams that are closed get something harmless behind them,
-// so that no file of ours can become one of them, and all three carry bytes as they are.
-void PrepareStandardStreams();
+// so that no file of ours can become one of them, and all three carry bytes as they are. A limit on the size
+// of files makes writes fail and doesn't end the program.
+void PrepareProcess();
 
 // The folder of this program. Throws std::filesystem::filesystem_error.
 std::filesystem::path OwnFolder();
@@ -28,6 +29,9 @@ bool WriteText(std::FILE* stream, std::string_view text);
 // What a person types into standard input, a terminal, up to the end of the line and without it. Empty when
 // nothing comes.
 std::string ReadAnswer();
+
+// Whether colours are wanted there: on a terminal that has them, and without NO_COLOR.
+bool HasColours(std::FILE* stream);
 
 // In columns; 80 where there is no telling.
 int TerminalWidth(std::FILE* stream);

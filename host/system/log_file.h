@@ -11,7 +11,7 @@ namespace host::system {
 // A log file that the plug-in writes to: UTF-16LE, always at the end.
 class LogFile {
   public:
-    // A nameless one, which goes with the process.
+    // A nameless one, which goes with the process. No log where the system has no room for one.
     LogFile();
     // Created when absent. Throws std::system_error.
     explicit LogFile(const std::filesystem::path& path);
@@ -32,7 +32,7 @@ class LogFile {
     std::u16string TextFrom(std::uint64_t offset) const;
 
   private:
-    std::uint64_t word_;
+    std::uint64_t word_ = 0;
 };
 
 }  // namespace host::system

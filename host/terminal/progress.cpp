@@ -12,6 +12,7 @@ namespace host {
 namespace {
 
 constexpr std::chrono::milliseconds kDrawInterval{100};
+constexpr std::size_t kCells = 30;  // of the bar that counts files
 
 std::string Bar(std::uint64_t positionMs, std::uint64_t totalMs, std::size_t cells) {
     const std::uint64_t done = std::min(positionMs, totalMs);
@@ -43,7 +44,8 @@ std::string ProgressLine(std::uint64_t positionMs, std::uint64_t totalMs, double
     return text;
 }
 
-Progress::Progress(std::uint64_t totalMs) : visible_(system::IsTerminal(stderr)), totalMs_(totalMs) {}
+Progress::Progress(std::uint64_t totalMs, bool wanted)
+    : visible_(wanted && system::IsTerminal(stderr)), totalMs_(totalMs) {}
 
 Progress::~Progress() {
     if (drawn_) PrintToTerminal("\n");
@@ -66,6 +68,26 @@ void Progress::Draw() {
     const auto width = static_cast<std::size_t>(std::max(1, system::TerminalWidth(stderr) - 1));
     PrintToTerminal("\r" + ProgressLine(positionMs_, totalMs_, elapsed.count(), width));
     drawn_ = true;
+}
+
+CountProgress::CountProgress(std::size_t total, bool wanted)
+    : total_(total), visible_(wanted && system::IsTerminal(stderr)) {}
+
+void CountProgress::Update(std::size_t done, std::size_t failed) {
+    if (!visible_) return;
+    std::string line = Bar(done, total_, kCells) + std::to_string(done) + " / " + std::to_string(total_);
+    if (failed > 0) line += "  " + std::to_string(failed) + " failed";
+    line.resize(
+        std::min<std::size_t>(line.size(), static_cast<std::size_t>(system::TerminalWidth(stderr) - 1)));
+    PrintToTerminal("\r" + line);
+    drawn_ = true;
+}
+
+void CountProgress::Clear() {
+    if (!drawn_) return;
+    const auto width = static_cast<std::size_t>(std::max(1, system::TerminalWidth(stderr) - 1));
+    PrintToTerminal("\r" + std::string(width, ' ') + "\r");
+    drawn_ = false;
 }
 
 }  // namespace host

@@ -12,7 +12,7 @@ namespace host {
 class Progress {
   public:
     // The total in milliseconds, 0 when unknown.
-    explicit Progress(std::uint64_t totalMs);
+    Progress(std::uint64_t totalMs, bool wanted);
     // Ends the line.
     ~Progress();
     Progress(const Progress&) = delete;
@@ -33,6 +33,23 @@ class Progress {
     const Clock::time_point start_ = Clock::now();
     Clock::time_point nextDraw_ = start_;
     std::uint64_t positionMs_ = 0;
+    bool drawn_ = false;
+};
+
+// How many files are done, on one line. Lines that are printed in between come after a Clear.
+class CountProgress {
+  public:
+    CountProgress(std::size_t total, bool wanted);
+    ~CountProgress() { Clear(); }
+    CountProgress(const CountProgress&) = delete;
+    CountProgress& operator=(const CountProgress&) = delete;
+
+    void Update(std::size_t done, std::size_t failed);
+    void Clear();
+
+  private:
+    const std::size_t total_;
+    const bool visible_;
     bool drawn_ = false;
 };
 

@@ -1,9 +1,12 @@
 #include "host/system/console.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <cstdlib>
+#include <cstring>
 #include <iostream>
 
 namespace host::system {
@@ -13,7 +16,8 @@ std::vector<std::string> Arguments(int argc, char** argv) {
     return {argv + 1, argv + argc};
 }
 
-void PrepareStandardStreams() {
+void PrepareProcess() {
+    signal(SIGXFSZ, SIG_IGN);
     int descriptor = 0;
     do {
         descriptor = open("/dev/null", O_RDWR);
@@ -37,6 +41,13 @@ std::string ReadAnswer() {
     std::string answer;
     std::getline(std::cin, answer);
     return answer;
+}
+
+bool HasColours(std::FILE* stream) {
+    const char* const refusal = std::getenv("NO_COLOR");
+    const char* const terminal = std::getenv("TERM");
+    if (refusal != nullptr && *refusal != '\0') return false;
+    return IsTerminal(stream) && terminal != nullptr && std::strcmp(terminal, "dumb") != 0;
 }
 
 int TerminalWidth(std::FILE* stream) {

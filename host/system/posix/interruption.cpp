@@ -9,7 +9,7 @@ namespace host::system {
 
 namespace {
 
-constexpr std::array kEndingSignals = {SIGINT, SIGTERM, SIGHUP};
+constexpr std::array kEndingSignals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE};
 constexpr int kSignalExitBase = 128;
 
 std::atomic<int> endingSignal = 0;
@@ -28,11 +28,11 @@ extern "C" void OnEndingSignal(int number) {
 EndRequests::EndRequests(decoder_plugin::QuitEvent& event) {
     quitEvent = &event;
     // Interrupted writes are not taken up again: the reader of our output may never read. The second Ctrl-C
-    // ends the program at once.
+    // ends the program at once; a reader that has gone is noticed again and again.
     struct sigaction action {};
     action.sa_handler = OnEndingSignal;
-    action.sa_flags = static_cast<int>(SA_RESETHAND);
     for (const int number : kEndingSignals) {
+        action.sa_flags = number == SIGPIPE ? 0 : static_cast<int>(SA_RESETHAND);
         struct sigaction before {};
         sigaction(number, nullptr, &before);
         if (before.sa_handler != SIG_IGN) sigaction(number, &action, nullptr);

@@ -51,7 +51,7 @@ std::vector<std::string> Arguments(int, char**) {
     return arguments;
 }
 
-void PrepareStandardStreams() {
+void PrepareProcess() {
     for (std::FILE* stream : {stdin, stdout, stderr}) {
         if (_fileno(stream) >= 0) _setmode(_fileno(stream), _O_BINARY);
     }
@@ -99,6 +99,15 @@ std::string ReadAnswer() {
         answer.append(piece.begin(), piece.begin() + count);
     }
     return decoder_plugin::ToUtf8(answer.substr(0, answer.find_first_of(u"\r\n")));
+}
+
+bool HasColours(std::FILE* stream) {
+    // A console that doesn't take control sequences already would show them as text.
+    DWORD mode = 0;
+    const auto console = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream)));
+    const wchar_t* const refusal = _wgetenv(L"NO_COLOR");
+    if (refusal != nullptr && *refusal != L'\0') return false;
+    return GetConsoleMode(console, &mode) && (mode & ENABLE_VIRTUAL_TERMINAL_PROCESSING) != 0;
 }
 
 int TerminalWidth(std::FILE* stream) {

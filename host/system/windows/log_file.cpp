@@ -28,13 +28,12 @@ LogFile::LogFile() {
     std::array<wchar_t, MAX_PATH + 1> path{};
     if (GetTempPathW(static_cast<DWORD>(folder.size()), folder.data()) == 0 ||
         GetTempFileNameW(folder.data(), L"dec", 0, path.data()) == 0) {
-        ThrowLastError("can't make a temporary log");
+        return;
     }
     const HANDLE handle =
         CreateFileW(path.data(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
                     FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE, nullptr);
-    if (handle == INVALID_HANDLE_VALUE) ThrowLastError("can't make a temporary log");
-    word_ = AsWord(handle);
+    if (handle != INVALID_HANDLE_VALUE) word_ = AsWord(handle);
 }
 
 LogFile::LogFile(const std::filesystem::path& path) {

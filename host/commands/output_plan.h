@@ -1,0 +1,26 @@
+// Where the output of each input goes, decided for all of them before the first is worked on.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/files/file_list.h"
+
+namespace host {
+
+struct OutputRules {
+    std::string output;     // for a single input; "-": standard output
+    std::string folder;     // keeps the tree of the inputs; empty: beside each input
+    std::string extension;  // with its dot
+};
+
+struct PlannedOutput {
+    std::string path;
+    std::string refusal;  // why nothing may be written there; empty when it may
+};
+
+// In the order of the inputs. An output that is one of the inputs, or that of an earlier one, is refused.
+// Throws UsageFailure for one output of several inputs.
+std::vector<PlannedOutput> PlanOutputs(const std::vector<InputFile>& inputs, const OutputRules& rules);
+
+}  // namespace host

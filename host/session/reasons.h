@@ -1,0 +1,18 @@
+// Failures in a person's words.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace host {
+
+// Why a local file can't be read, before anybody tries; nothing when there is no such reason, as for a URL.
+std::optional<std::string> ReasonAgainstReading(const std::string& file);
+
+// The messages of a failed call as one sentence: without numbers of a system's that isn't there, and each
+// once.
+std::string SentenceOf(const std::vector<std::string>& messages);
+
+}  // namespace host

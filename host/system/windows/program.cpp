@@ -1,0 +1,63 @@
+#include "host/system/program.h"
+
+#include <windows.h>
+
+#include <string>
+
+#include "decoder_plugin.hpp"
+
+namespace host::system {
+
+namespace {
+
+// A handle that a child may have.
+HANDLE OpenNull(DWORD access) {
+    SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
+    return CreateFileW(L"NUL", access, FILE_SHARE_READ | FILE_SHARE_WRITE, &inherited, OPEN_EXISTING, 0,
+                       nullptr);
+}
+
+std::wstring CommandLine(const std::filesystem::path& program, const std::vector<std::string>& arguments) {
+    std::wstring line = L"\"" + program.native() + L"\"";
+    for (const std::string& argument : arguments) {
+        const std::u16string wide = decoder_plugin::ToUtf16(argument);
+        line += L" \"" + std::wstring(wide.begin(), wide.end()) + L"\"";
+    }
+    return line;
+}
+
+}  // namespace
+
+std::string OutputOf(const std::filesystem::path& program, const std::vector<std::string>& arguments) {
+    SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
+    HANDLE reader = nullptr;
+    HANDLE writer = nullptr;
+    if (!CreatePipe(&reader, &writer, &inherited, 0)) return {};
+    SetHandleInformation(reader, HANDLE_FLAG_INHERIT, 0);
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdInput = OpenNull(GENERIC_READ);
+    startup.hStdOutput = writer;
+    startup.hStdError = OpenNull(GENERIC_WRITE);
+    std::wstring line = CommandLine(program, arguments);
+    PROCESS_INFORMATION child{};
+    const bool started = CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE,
+                                        CREATE_NO_WINDOW, nullptr, nullptr, &startup, &child);
+    CloseHandle(writer);
+    CloseHandle(startup.hStdInput);
+    CloseHandle(startup.hStdError);
+    std::string output;
+    char piece[4096];
+    DWORD count = 0;
+    while (ReadFile(reader, piece, sizeof piece, &count, nullptr) && count > 0) output.append(piece, count);
+    CloseHandle(reader);
+    if (started) {
+        WaitForSingleObject(child.hProcess, INFINITE);
+        CloseHandle(child.hProcess);
+        CloseHandle(child.hThread);
+    }
+    return output;
+}
+
+}  // namespace host::system
