@@ -78,7 +78,8 @@ void DecodeDeepSource(const std::string& file, int count, char** arguments) {
     std::string line;
     for (int i = 1; i < count; ++i)
         line += std::string(i > 1 ? " " : "") + (arguments[i] == file ? "FILE" : arguments[i]);
-    std::ofstream(std::filesystem::path(file).parent_path() / "starts", std::ios::app) << line << "\n";
+    std::ofstream(std::filesystem::path(file).parent_path() / "starts", std::ios::app | std::ios::binary)
+        << line << "\n";
     Error(
         "Input #0, x, from 'x':\n  Duration: 00:00:01.50, bitrate: 64 kb/s\n"
         "  Stream #0:0: Video: mjpeg, yuvj420p, 500x500\n"

@@ -195,13 +195,14 @@ bool WaitForProcess(ProcessHandle process, Milliseconds limit) noexcept {
 }
 
 EventHandle EndSignal(ProcessHandle process) noexcept {
-    return windows::Wrapped<EventHandle>(Native(process));
+    return windows::Wrapped<EventHandle>(AsChild(process)->process());
 }
 
 bool ExitCode(ProcessHandle process, std::int32_t& code) noexcept {
     // A process that runs has a code too, which another one may have ended with.
     DWORD number = 0;
-    if (!WaitForProcess(process, 0) || !GetExitCodeProcess(Native(process), &number)) return false;
+    if (!WaitForProcess(process, 0) || !GetExitCodeProcess(AsChild(process)->process(), &number))
+        return false;
     code = static_cast<std::int32_t>(number);
     return true;
 }
