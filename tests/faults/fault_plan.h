@@ -1,0 +1,27 @@
+// What goes wrong in the files of a plug-in that was built for it: see faulty_file.cpp.
+#pragma once
+
+#include <cstdint>
+
+enum class Fault {
+    None,
+    Error,     // one operation fails and moves nothing
+    Short,     // one fails with half of its bytes moved, or half of the room taken
+    DiskFull,  // from one on the disk has `room` more bytes than it ever gave to this file
+    Ended,     // the process has ended before one: neither that nor any later one has an effect
+};
+
+struct FaultPlan {
+    Fault fault = Fault::None;
+    std::int64_t at = 0;         // number of the operation, from 0
+    std::int64_t room = 0;       // bytes
+    bool takesRoomUnasked = false;  // the file system doesn't know how to give room without bytes in it
+};
+
+// Each operation is a letter: Seek, Length, Read, Write, End (a cut), room tAken.
+inline constexpr char kSeeks = 'S', kLength = 'L', kReads = 'R', kWrites = 'W', kCuts = 'E', kTakesRoom = 'A';
+
+// Exports of that plug-in beside the nine functions: the first starts the count anew, the second gives the
+// operations since then, until the next call.
+using ArmFaultFunction = void (*)(const FaultPlan* plan);
+using OperationsFunction = const char* (*)();

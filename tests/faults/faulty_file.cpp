@@ -1,0 +1,114 @@
+// The platform's file functions with faults on order. This file takes the place of the platform's own in a
+// plug-in for tests; the real functions are in it under other names, so it serves every system.
+#define ReadSome RealReadSome
+#define WriteSome RealWriteSome
+#define Seek RealSeek
+#define FileSize RealFileSize
+#define EndFileHere RealEndFileHere
+#define TakeRoom RealTakeRoom
+#include "file.cpp"
+#undef ReadSome
+#undef WriteSome
+#undef Seek
+#undef FileSize
+#undef EndFileHere
+#undef TakeRoom
+
+#include <algorithm>
+#include <string>
+
+#include "fault_plan.h"
+
+namespace {
+
+using platform::FileHandle;
+
+FaultPlan plan;
+std::string operations;
+std::int64_t largestLength = 0;  // of the file, until the disk was full
+
+// Counts an operation and tells what happens to it.
+Fault Next(FileHandle file, char operation) {
+    const auto index = static_cast<std::int64_t>(operations.size());
+    operations += operation;
+    if (index <= plan.at) largestLength = std::max(largestLength, platform::RealFileSize(file));
+    const bool lasting = plan.fault == Fault::DiskFull || plan.fault == Fault::Ended;
+    return index == plan.at || (lasting && index > plan.at) ? plan.fault : Fault::None;
+}
+
+// Whether the operation fails at all, with the last error set; true for `Short` too.
+bool Fails(Fault fault) {
+    if (fault == Fault::None || fault == Fault::DiskFull) return false;
+    platform::SetLastError(platform::kErrorGeneralFailure);
+    return true;
+}
+
+std::int64_t RoomBehind(std::int64_t position) {
+    return std::max<std::int64_t>(largestLength + plan.room - position, 0);
+}
+
+}  // namespace
+
+namespace platform {
+
+std::size_t ReadSome(FileHandle file, void* buffer, std::size_t count) noexcept {
+    const Fault fault = Next(file, kReads);
+    const std::size_t moved = fault == Fault::Short   ? RealReadSome(file, buffer, count / 2)
+                              : fault == Fault::Error ? 0
+                              : fault == Fault::Ended ? 0
+                                                      : RealReadSome(file, buffer, count);
+    Fails(fault);
+    return moved;
+}
+
+std::size_t WriteSome(FileHandle file, const void* buffer, std::size_t count) noexcept {
+    const Fault fault = Next(file, kWrites);
+    std::size_t allowed = fault == Fault::Short ? count / 2 : Fails(fault) ? 0 : count;
+    if (fault == Fault::DiskFull) {
+        const std::int64_t room = RoomBehind(RealSeek(file, 0, SeekFrom::Current));
+        allowed = static_cast<std::size_t>(std::min<std::int64_t>(room, static_cast<std::int64_t>(count)));
+    }
+    const std::size_t moved = RealWriteSome(file, buffer, allowed);
+    if (moved == allowed && allowed < count) SetLastError(kErrorDiskFull);
+    return moved;
+}
+
+std::int64_t Seek(FileHandle file, std::int64_t offset, SeekFrom from) noexcept {
+    return Fails(Next(file, kSeeks)) ? -1 : RealSeek(file, offset, from);
+}
+
+std::int64_t FileSize(FileHandle file) noexcept {
+    return Fails(Next(file, kLength)) ? -1 : RealFileSize(file);
+}
+
+bool EndFileHere(FileHandle file) noexcept {
+    return !Fails(Next(file, kCuts)) && RealEndFileHere(file);
+}
+
+RoomResult TakeRoom(FileHandle file, std::int64_t from, std::int64_t to) noexcept {
+    if (plan.takesRoomUnasked) return RoomResult::Unknown;
+    const Fault fault = Next(file, kTakesRoom);
+    const bool full = fault == Fault::DiskFull && RoomBehind(to - 1) == 0;
+    const bool fails = Fails(fault) || full;
+    if (full) SetLastError(kErrorDiskFull);
+    if (fails && fault != Fault::Short) return RoomResult::Refused;
+    // Afterwards the next byte to read or write is anywhere: that differs between systems.
+    RealSeek(file, fails ? from + (to - from) / 2 : to, SeekFrom::Start);
+    return RealEndFileHere(file) && !fails ? RoomResult::Taken : RoomResult::Refused;
+}
+
+}  // namespace platform
+
+extern "C" {
+
+void ArmFault(const FaultPlan* wanted) {
+    plan = *wanted;
+    operations.clear();
+    largestLength = 0;
+}
+
+const char* Operations() {
+    return operations.c_str();
+}
+
+}  // extern "C"
