@@ -33,22 +33,21 @@ std::filesystem::path Harness::BuiltFaultyPlugin() {
     return FAULTY_PLUGIN_FILE;
 }
 
-void Harness::Try(const std::string& before, const Job& job, bool killLoses) {
+std::string Harness::Try(const std::string& before, const Job& job, bool killLoses) {
     old_ = before;
     job_ = &job;
     killLoses_ = killLoses;
-    known_.clear();
-    complaints_.clear();
     const Outcome undisturbed = Run({});
-    ASSERT_TRUE(undisturbed.result) << decoder_.ErrorLog();
     new_ = undisturbed.bytes;
+    EXPECT_TRUE(undisturbed.result || new_ == old_) << "refused, yet touched";
     const Contents& was = ContentsOf(old_);
-    ASSERT_TRUE(was.opened && !was.samples.empty()) << decoder_.ErrorLog();
+    EXPECT_TRUE(was.opened && !was.samples.empty()) << decoder_.ErrorLog();
     EXPECT_EQ(ContentComplaint(ContentsOf(new_), false), "") << "without any fault";
     // Where the job asks for no room there's nothing that such a file system could do otherwise.
     if (TryAll(false).find(kTakesRoom) != std::string::npos) TryAll(true);
     for (const auto& [what, where] : complaints_) ADD_FAILURE() << what << ": " << where;
     std::printf("%d stops, %zu outcomes\n", stops_, known_.size());
+    return undisturbed.result ? new_ : "";
 }
 
 std::string Harness::TryAll(bool takesRoomUnasked) {
@@ -99,10 +98,15 @@ Harness::Outcome Harness::Run(const FaultPlan& plan) {
 std::string Harness::Complaint(const FaultPlan& plan, const Outcome& outcome) {
     const bool ended = plan.fault == Fault::Ended;
     if (!ended && !outcome.result && !outcome.logged) return "failed without a word in the log";
-    if (!ended && outcome.result && outcome.bytes != new_) {
-        return outcome.bytes == old_ ? "a result of 1, and the old file" : "a result of 1, and another file";
+    if (outcome.bytes == new_) return "";
+    if (!ended && outcome.result) {
+        if (outcome.bytes == old_) return "a result of 1, and the old file";
+        // A picture in a Matroska file has another number each time.
+        const bool same =
+            outcome.bytes.size() == new_.size() && ContentsOf(outcome.bytes) == ContentsOf(new_);
+        return same ? "" : "a result of 1, and another file";
     }
-    if (outcome.bytes == old_ || outcome.bytes == new_) return "";
+    if (outcome.bytes == old_) return "";
     return ContentComplaint(ContentsOf(outcome.bytes), ended);
 }
 

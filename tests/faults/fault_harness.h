@@ -23,6 +23,7 @@ struct Contents {
     bool opened = false;
     std::string samples;
     std::map<std::string, std::string> tags;  // text or picture
+    bool operator==(const Contents&) const = default;
 };
 
 class Harness {
@@ -31,10 +32,8 @@ class Harness {
     explicit Harness(const std::string& fileName) : file_(folder_ / fileName) {}
 
     // `killLoses`: a process that ends in the middle may cost tags, but no audio.
-    void Try(const std::string& before, const Job& job, bool killLoses);
-
-    // The file after an undisturbed job.
-    const std::string& After() const { return new_; }
+    // The file after an undisturbed job, or nothing when that is refused.
+    std::string Try(const std::string& before, const Job& job, bool killLoses);
 
   private:
     struct Outcome {
@@ -63,8 +62,8 @@ class Harness {
     std::string old_, new_;
     const Job* job_ = nullptr;
     bool killLoses_ = false;
-    std::map<std::string, Contents> known_;                  // by bytes: equal outcomes are decoded once
-    std::map<std::string, std::string> complaints_;          // where, by what
+    std::map<std::string, Contents> known_;          // by bytes: equal outcomes are decoded once
+    std::map<std::string, std::string> complaints_;  // where, by what
     int stops_ = 0;
 };
 

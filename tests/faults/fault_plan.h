@@ -13,8 +13,8 @@ enum class Fault {
 
 struct FaultPlan {
     Fault fault = Fault::None;
-    std::int64_t at = 0;         // number of the operation, from 0
-    std::int64_t room = 0;       // bytes
+    std::int64_t at = 0;            // number of the operation, from 0
+    std::int64_t room = 0;          // bytes
     bool takesRoomUnasked = false;  // the file system doesn't know how to give room without bytes in it
 };
 

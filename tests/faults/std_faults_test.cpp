@@ -37,11 +37,14 @@ std::string Id3v2(std::size_t padding) {
                              std::string(padding, '\0'));
 }
 
-std::string Large(char letter) { return std::string(9000, letter); }
+std::string Large(char letter) {
+    return std::string(9000, letter);
+}
 
 const Job kShort{{Text("Title", "new"), Text("Artist", "B")}};
 const Job kLong{{Text("Title", "new"), Text("Artist", "B"), Text("Mood", Large('m'))}};
-const Job kCover{{Text("Title", "new"), Binary("_albumart_1_Front Album Cover", "\x89PNG\r\n" + std::string(70000, 'p'))}};
+const Job kCover{
+    {Text("Title", "new"), Binary("_albumart_1_Front Album Cover", "\x89PNG\r\n" + std::string(70000, 'p'))}};
 const Job kDeleteAll{.deletes = true};
 const Job kDeleteSome{.deletes = true, .names = {"Title", "Mood"}};
 const Job kDeleteAbsent{.deletes = true, .names = {"Nothing of the kind"}};
