@@ -20,8 +20,8 @@ struct Job {
 
 // What may be told from an outcome that is neither the old file nor the new one.
 struct Contents {
-    bool opened = false;
     std::string samples;
+    bool tagsRead = false;
     std::map<std::string, std::string> tags;  // text or picture
     bool operator==(const Contents&) const = default;
 };
