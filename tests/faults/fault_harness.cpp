@@ -33,15 +33,13 @@ std::filesystem::path Harness::BuiltFaultyPlugin() {
     return FAULTY_PLUGIN_FILE;
 }
 
-std::string Harness::Try(const std::string& before, const Job& job, bool killLoses) {
-    old_ = before;
-    job_ = &job;
-    killLoses_ = killLoses;
+std::string Harness::Try(const Scenario& scenario) {
+    scenario_ = &scenario;
     const Outcome undisturbed = Run({});
     new_ = undisturbed.bytes;
-    EXPECT_TRUE(undisturbed.result || new_ == old_) << "refused, yet touched";
-    EXPECT_FALSE(ContentsOf(old_).samples.empty()) << decoder_.ErrorLog();
-    EXPECT_EQ(ContentComplaint(ContentsOf(new_), false), "") << "without any fault";
+    EXPECT_TRUE(undisturbed.result || new_ == scenario.before) << "refused, yet touched";
+    EXPECT_FALSE(ContentsOf(scenario.before).samples.empty()) << decoder_.ErrorLog();
+    EXPECT_EQ(AudioComplaint(new_, false), "") << "without any fault";
     // Where the job asks for no room there's nothing that such a file system could do otherwise.
     if (TryAll(false).find(kTakesRoom) != std::string::npos) TryAll(true);
     for (const auto& [what, where] : complaints_) ADD_FAILURE() << what << ": " << where;
@@ -63,7 +61,8 @@ std::string Harness::TryAll(bool takesRoomUnasked) {
     }
     plan.fault = Fault::DiskFull;
     plan.at = 0;
-    const auto growth = static_cast<std::int64_t>(new_.size()) - static_cast<std::int64_t>(old_.size());
+    const auto growth =
+        static_cast<std::int64_t>(new_.size()) - static_cast<std::int64_t>(scenario_->before.size());
     for (const std::int64_t room : {std::int64_t{1}, growth / 2, growth - 1}) {
         plan.room = room;
         if (room > 0 && room < growth) TryOne(plan);
@@ -83,11 +82,12 @@ void Harness::TryOne(const FaultPlan& plan) {
 }
 
 Harness::Outcome Harness::Run(const FaultPlan& plan) {
-    kit::WriteFile(file_, old_);
+    const Job& job = scenario_->job;
+    kit::WriteFile(file_, scenario_->before);
     const std::size_t logged = decoder_.ErrorLog().size();
     arm_(&plan);
     const bool result =
-        job_->deletes ? decoder_.DeleteTags(file_, job_->names) : decoder_.WriteTags(file_, job_->written);
+        job.deletes ? decoder_.DeleteTags(file_, job.names) : decoder_.WriteTags(file_, job.written);
     const std::string operations = operations_();
     const FaultPlan none;
     arm_(&none);
@@ -96,25 +96,43 @@ Harness::Outcome Harness::Run(const FaultPlan& plan) {
 
 std::string Harness::Complaint(const FaultPlan& plan, const Outcome& outcome) {
     const bool ended = plan.fault == Fault::Ended;
+    const bool isOld = outcome.bytes == scenario_->before;
     if (!ended && !outcome.result && !outcome.logged) return "failed without a word in the log";
     if (outcome.bytes == new_) return "";
     if (!ended && outcome.result) {
-        if (outcome.bytes == old_) return "a result of 1, and the old file";
         // A picture in a Matroska file has another number each time.
         const bool same =
             outcome.bytes.size() == new_.size() && ContentsOf(outcome.bytes) == ContentsOf(new_);
-        return same ? "" : "a result of 1, and another file";
+        return same ? "" : isOld ? "a result of 1, and the old file" : "a result of 1, and another file";
     }
-    if (outcome.bytes == old_) return "";
-    return ContentComplaint(ContentsOf(outcome.bytes), ended);
+    if (isOld) return "";
+    const std::string complaint = AudioComplaint(outcome.bytes, ended);
+    if (!complaint.empty() || (ended && scenario_->afterKill != AfterKill::OldOrNew)) return complaint;
+    return TagComplaint(ContentsOf(outcome.bytes));
 }
 
-std::string Harness::ContentComplaint(const Contents& contents, bool ended) {
-    const Contents& was = ContentsOf(old_);
-    if (contents.samples != was.samples)
-        return contents.samples.empty() ? "the audio is lost" : "the audio differs";
-    if (ended && killLoses_) return "";
+std::string Harness::AudioComplaint(const std::string& bytes, bool ended) {
+    const std::string& samples = ContentsOf(bytes).samples;
+    if (samples == ContentsOf(scenario_->before).samples) return "";
+    if (!ended || scenario_->afterKill != AfterKill::AudioInPieces)
+        return samples.empty() ? "the audio is lost" : "the audio differs";
+    const std::string& audio = scenario_->audio;
+    const std::size_t places[] = {scenario_->before.find(audio), new_.find(audio)};
+    const auto isThere = [&](std::size_t place, std::size_t byte) {
+        return place + byte < bytes.size() && bytes[place + byte] == audio[byte];
+    };
+    for (const auto& [front, back] : {std::pair(places[0], places[1]), std::pair(places[1], places[0])}) {
+        std::size_t byte = 0;
+        while (byte < audio.size() && isThere(front, byte)) ++byte;
+        while (byte < audio.size() && isThere(back, byte)) ++byte;
+        if (byte == audio.size()) return "";
+    }
+    return "bytes of the audio are lost";
+}
+
+std::string Harness::TagComplaint(const Contents& contents) {
     if (!contents.tagsRead) return "the tags can't be read";
+    const Contents& was = ContentsOf(scenario_->before);
     const Contents& wanted = ContentsOf(new_);
     std::set<std::string> names;
     for (const Contents* known : {&was, &wanted, &contents}) {

@@ -18,6 +18,20 @@ struct Job {
     std::vector<std::string> names = {};  // of what is deleted; empty: everything
 };
 
+// What a process that ends in the middle may cost.
+enum class AfterKill {
+    OldOrNew,  // nothing
+    TagsMayGo,
+    AudioInPieces,  // what moves the audio may stop between two pieces: none is missing, but it doesn't play
+};
+
+struct Scenario {
+    std::string before;
+    Job job;
+    AfterKill afterKill = AfterKill::OldOrNew;
+    std::string audio = {};  // to be looked for in pieces
+};
+
 // What may be told from an outcome that is neither the old file nor the new one.
 struct Contents {
     std::string samples;
@@ -31,9 +45,8 @@ class Harness {
     // The name decides by its extension which engines work on the file.
     explicit Harness(const std::string& fileName) : file_(folder_ / fileName) {}
 
-    // `killLoses`: a process that ends in the middle may cost tags, but no audio.
-    // The file after an undisturbed job, or nothing when that is refused.
-    std::string Try(const std::string& before, const Job& job, bool killLoses);
+    // Stops the job everywhere. Gives the file after an undisturbed one, or nothing when that is refused.
+    std::string Try(const Scenario& scenario);
 
   private:
     struct Outcome {
@@ -46,7 +59,8 @@ class Harness {
     std::string TryAll(bool takesRoomUnasked);
     void TryOne(const FaultPlan& plan);
     std::string Complaint(const FaultPlan& plan, const Outcome& outcome);
-    std::string ContentComplaint(const Contents& contents, bool endedJob);
+    std::string AudioComplaint(const std::string& bytes, bool ended);
+    std::string TagComplaint(const Contents& contents);
     const Contents& ContentsOf(const std::string& bytes);
 
     kit::TempFolder folder_;
@@ -59,9 +73,8 @@ class Harness {
 
     static std::filesystem::path BuiltFaultyPlugin();
 
-    std::string old_, new_;
-    const Job* job_ = nullptr;
-    bool killLoses_ = false;
+    const Scenario* scenario_ = nullptr;
+    std::string new_;
     std::map<std::string, Contents> known_;          // by bytes: equal outcomes are decoded once
     std::map<std::string, std::string> complaints_;  // where, by what
     int stops_ = 0;

@@ -10,6 +10,7 @@
 
 namespace {
 
+using faults::AfterKill;
 using faults::Job;
 using namespace matroska_file;
 
@@ -179,7 +180,7 @@ struct Case {
     const char* before;
     Edit edit;
     const char* after;  // tells that the route was taken
-    bool killLoses = false;
+    AfterKill afterKill = AfterKill::OldOrNew;
 };
 
 void PrintTo(const Case& c, std::ostream* stream) {
@@ -219,7 +220,7 @@ class MatroskaFaults : public testing::TestWithParam<Case> {};
 TEST_P(MatroskaFaults, LoseNothing) {
     const Case& c = GetParam();
     faults::Harness harness("a.mka");
-    const std::string after = harness.Try(Built(c.before).bytes, JobOf(c.edit), c.killLoses);
+    const std::string after = harness.Try({Built(c.before).bytes, JobOf(c.edit), c.afterKill});
     EXPECT_EQ(after.empty() ? "refused" : Shape(after), c.after);
 }
 
