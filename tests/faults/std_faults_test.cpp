@@ -33,7 +33,7 @@ const std::string kId3v1 = Id3v1({.title = "old", .artist = "A", .track = 7, .ge
 const std::string kBlank = Id3v1({});
 // With `padding` bytes of zeros in it.
 std::string Id3v2(std::size_t padding) {
-    return id3v2::Tag(3, id3v2::Text(3, "TIT2", "old") + id3v2::Text(3, "TCOM", "C") +
+    return id3v2::Tag(3, id3v2::Text(3, "TIT2", "old^") + id3v2::Text(3, "TCOM", "C") +
                              id3v2::Frame(3, "PRIV", id3v2::Nul("me^") + std::string(300, 'x')) +
                              std::string(padding, '\0'));
 }
