@@ -37,7 +37,6 @@ struct Contents {
     std::string samples;
     bool tagsRead = false;
     std::map<std::string, std::string> tags;  // text or picture
-    bool operator==(const Contents&) const = default;
 };
 
 class Harness {

@@ -21,7 +21,8 @@ struct FaultPlan {
 // Each operation is a letter: Seek, Length, Read, Write, End (a cut), room tAken.
 inline constexpr char kSeeks = 'S', kLength = 'L', kReads = 'R', kWrites = 'W', kCuts = 'E', kTakesRoom = 'A';
 
-// Exports of that plug-in beside the nine functions: the first starts the count anew, the second gives the
-// operations since then, until the next call.
+// Exports of that plug-in beside the nine functions: the first starts the count anew, with null for nothing
+// to go wrong and no job to come; the second gives the operations since then, until the next call of the
+// first.
 using ArmFaultFunction = void (*)(const FaultPlan* plan);
 using OperationsFunction = const char* (*)();

@@ -6,13 +6,16 @@
 #define FileSize RealFileSize
 #define EndFileHere RealEndFileHere
 #define TakeRoom RealTakeRoom
+#define FreshGuid RealFreshGuid
 #include "file.cpp"
+#include "random.cpp"
 #undef ReadSome
 #undef WriteSome
 #undef Seek
 #undef FileSize
 #undef EndFileHere
 #undef TakeRoom
+#undef FreshGuid
 
 #include <algorithm>
 #include <string>
@@ -24,7 +27,9 @@ namespace {
 using platform::FileHandle;
 
 FaultPlan plan;
+bool armed = false;
 std::string operations;
+std::uint8_t guidsGiven = 0;
 std::int64_t largestLength = 0;  // of the file, until the disk was full
 
 // Counts an operation and tells what happens to it.
@@ -97,14 +102,24 @@ RoomResult TakeRoom(FileHandle file, std::int64_t from, std::int64_t to) noexcep
     return RealEndFileHere(file) && !fails ? RoomResult::Taken : RoomResult::Refused;
 }
 
+// The same job has the same outcome each time; pipes, which are named by such numbers on some systems, are
+// made at other times.
+bool FreshGuid(std::array<std::uint8_t, 16>& guid) noexcept {
+    if (!armed) return RealFreshGuid(guid);
+    guid.fill(++guidsGiven);
+    return true;
+}
+
 }  // namespace platform
 
 extern "C" {
 
 void ArmFault(const FaultPlan* wanted) {
-    plan = *wanted;
+    armed = wanted != nullptr;
+    plan = armed ? *wanted : FaultPlan{};
     operations.clear();
     largestLength = 0;
+    guidsGiven = 0;
 }
 
 const char* Operations() {
