@@ -29,7 +29,8 @@ struct Scenario {
     std::string before;
     Job job;
     AfterKill afterKill = AfterKill::OldOrNew;
-    std::string audio = {};  // to be looked for in pieces
+    std::string audio = {};     // to be looked for in pieces
+    bool oldBesideNew = false;  // a stop may leave both values of a tag in the file
 };
 
 // What may be told from an outcome that is neither the old file nor the new one.

@@ -12,6 +12,9 @@ struct ParseError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// The file can't be read or written, so nothing is known of what stands there.
+struct FileError : ParseError {};
+
 struct OverflowError : ParseError {
     OverflowError() : ParseError("Overflow") {}
 };

@@ -20,7 +20,7 @@ streamImpl::streamImpl(const char16_t* path) : file_(path != nullptr ? path : u"
 void streamImpl::GoTo(std::uint64_t position) {
     if (filePointerKnown_ && filePointer_ == position) return;
     filePointerKnown_ = file_.Seek(static_cast<std::int64_t>(position), clFile::Where::Start);
-    if (!filePointerKnown_) throw EBML::ParseError();
+    if (!filePointerKnown_) throw EBML::FileError();
     filePointer_ = position;
 }
 
@@ -31,7 +31,7 @@ std::size_t streamImpl::ReadFileAt(std::uint64_t position, void* buffer, std::si
     filePointer_ += count;
     if (failed) {
         filePointerKnown_ = false;
-        throw EBML::ParseError();
+        throw EBML::FileError();
     }
     return count;
 }
@@ -41,6 +41,13 @@ void streamImpl::FillWindow() {
     const std::size_t wanted = position_ == steppedTo_ ? kHeaderWindowBytes : kWindowBytes;
     windowSize_ = ReadFileAt(position_, window_.data(), wanted);
     windowBegin_ = position_;
+}
+
+// Fewer than `size` at the end of the file.
+EBML::Bytes streamImpl::BytesAt(std::uint64_t position, std::size_t size) {
+    EBML::Bytes bytes(size);
+    bytes.resize(ReadFileAt(position, bytes.data(), size));
+    return bytes;
 }
 
 std::size_t streamImpl::ReadSome(void* buffer, std::size_t size) {
@@ -89,10 +96,14 @@ void streamImpl::Write(std::span<const std::byte> bytes) {
 void streamImpl::Write(const void* data, std::size_t size) {
     if (size == 0) return;
     DropWindow();
+    const EBML::Bytes old = BytesAt(position_, size);
     GoTo(position_);
     if (!file_.Write(data, size, clFile::Where::Here)) {
         filePointerKnown_ = false;
-        throw EBML::ParseError();
+        // A part of them may have been overwritten.
+        if (file_.Seek(static_cast<std::int64_t>(position_), clFile::Where::Start))
+            file_.Write(old.data(), old.size(), clFile::Where::Here);
+        throw EBML::FileError();
     }
     position_ += size;
     filePointer_ = position_;

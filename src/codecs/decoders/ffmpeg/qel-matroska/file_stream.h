@@ -34,6 +34,7 @@ class streamImpl : public EBML::StreamRW {
     // Behind a body that was stepped over most often only a header is read before the next step.
     static constexpr std::size_t kHeaderWindowBytes = 16;
 
+    EBML::Bytes BytesAt(std::uint64_t position, std::size_t size);
     std::size_t ReadSome(void* buffer, std::size_t size);
     void GoTo(std::uint64_t position);
     void DropWindow() noexcept { windowSize_ = 0; }

@@ -25,6 +25,8 @@ bool HasUnknownCluster(const ParserRoot& root, EBML::StreamRW& stream) {
     EBML::ScopedRange body(stream, root.segment.SegmentDataSize);
     try {
         finder.Run(stream);
+    } catch (const EBML::FileError&) {
+        throw;
     } catch (const EBML::ParseError&) {
         // Bytes that are no elements hide no Cluster from the walks of readers.
     }
