@@ -140,9 +140,12 @@ std::string Harness::TagComplaint(const Contents& contents) {
     for (const std::string& name : names) {
         const std::string value = valueIn(contents, name);
         const std::string before = valueIn(was, name), after = valueIn(wanted, name);
-        // Behind the new one what is left of the old.
-        const bool both = scenario_->oldBesideNew && value.starts_with(after + "\r") &&
-                          before.ends_with(value.substr(after.size() + 1));
+        // Either stands in front.
+        const bool both =
+            scenario_->oldBesideNew &&
+            ((value.starts_with(after + "\r") && before.ends_with(value.substr(after.size() + 1))) ||
+             (value.ends_with("\r" + after) &&
+              before.starts_with(value.substr(0, value.size() - after.size() - 1))));
         if (value != before && value != after && !both)
             return "tag " + name + (value.empty() ? " is lost" : " is neither old nor new");
     }
