@@ -12,6 +12,12 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   add_compile_options(-fno-gnu-unique)
 endif()
 
+if(NOT WIN32)
+  # Thread-local variables that are there from the thread's start: the other models take memory at a thread's first
+  # touch, and end the process when there is none.
+  add_compile_options(-ftls-model=initial-exec)
+endif()
+
 if(DECODER_SANITIZE)
   add_compile_options(-fsanitize=${DECODER_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   # The check of vptrs opens a pipe to look at memory, and cries wolf in the tests that run out of descriptors.

@@ -1,7 +1,7 @@
 // This library as the system loaded it.
 #pragma once
 
-#include <string>
+#include <string_view>
 
 namespace platform {
 
@@ -9,16 +9,8 @@ namespace platform {
 extern const char kPathSeparator;
 
 // Full path of the library that holds this code, in UTF-8, as it was loaded: absolute, symbolic links not
-// followed. Taken when the library was loaded, so a later change of the working directory doesn't matter.
-const std::string& ModulePath() noexcept;
-
-// What a library needs of the system from load to unload. One static object of it.
-class LibraryScope {
-  public:
-    LibraryScope() noexcept;
-    ~LibraryScope();
-    LibraryScope(const LibraryScope&) = delete;
-    LibraryScope& operator=(const LibraryScope&) = delete;
-};
+// followed; empty when it can't be told. Taken when the library was loaded, so a later change of the working
+// directory doesn't matter, and there until it is unloaded.
+std::string_view ModulePath() noexcept;
 
 }  // namespace platform

@@ -12,16 +12,17 @@ namespace clLog {
 namespace {
 
 constexpr std::u16string_view kErrorPrefix = u"*** Error: ";
-constexpr std::u16string_view kLevel = u"  ";
+constexpr std::size_t kLevelBlanks = 2;
 constexpr std::uint64_t kNoLog = ~std::uint64_t{0};
 
+// Process-wide: two decoders share it on purpose. Nothing here may go before the last call of a host that
+// exits.
 struct State {
     std::mutex logMutex;
-    clString indent;
+    std::size_t levels = 0;  // of the indentation
     bool lineComplete = true;
 };
 
-// Process-wide: two decoders share it on purpose.
 State state;
 
 std::u16string Compose(std::u16string_view prefix, std::u16string_view message, const char* label,
@@ -54,19 +55,15 @@ void WriteText(std::uint64_t log, std::u16string_view text) {
 void TraceUnguarded(std::u16string_view message, const clLogHandles& decoder, const char* label, bool endLine,
                     const char16_t* prefix) {
     const std::lock_guard guard(state.logMutex);
-    clString& indent = state.indent;
-    if (message.starts_with(kLeave)) {
-        const auto end = indent.Length();
-        indent.Erase(end > 1 ? end - 1 : end, end);
-    }
-    std::u16string_view start;
+    if (message.starts_with(kLeave) && state.levels > 0) --state.levels;
+    std::u16string start;
     if (prefix != nullptr) {
         start = prefix;
     } else if (state.lineComplete) {
-        start = indent;
+        start.assign(state.levels * kLevelBlanks, u' ');
     }
     WriteText(decoder.traceLog, Compose(start, message, label, endLine));
-    if (message.starts_with(kEnter)) indent.Append(kLevel);
+    if (message.starts_with(kEnter)) ++state.levels;
     state.lineComplete = endLine;
 }
 

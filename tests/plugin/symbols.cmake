@@ -1,7 +1,8 @@
 # cmake -DLIBRARY=... -DOBJDUMP=... -DNM=... -P symbols.cmake
 #
 # The built plug-in exports the nine functions and nothing else, under their plain names, and needs no library
-# but the system's own. Lists what it found.
+# but the system's own. On Linux nothing of it is destroyed while the process exits, for a host may go on calling
+# then, and a thread's first touch of its variables takes no memory. Lists what it found.
 cmake_minimum_required(VERSION 3.25)
 
 set(functions Close Create DecodeBlock DeleteATag Destroy Get Open Set SetPosition)
@@ -21,6 +22,13 @@ else()
   execute_process(COMMAND ${NM} -D --defined-only --format=just-symbols ${LIBRARY} OUTPUT_VARIABLE exports
                   COMMAND_ERROR_IS_FATAL ANY)
   string(REGEX MATCHALL "[^\n]+" exports "${exports}")
+  execute_process(COMMAND ${NM} -D --undefined-only --format=just-symbols ${LIBRARY} OUTPUT_VARIABLE needed
+                  COMMAND_ERROR_IS_FATAL ANY)
+  foreach(function __cxa_atexit atexit __cxa_thread_atexit __cxa_thread_atexit_impl __tls_get_addr)
+    if(needed MATCHES "(^|\n)${function}(@[^\n]*)?\n")
+      message(FATAL_ERROR "${function} is called: an object that is destroyed at exit, or a dynamic thread-local")
+    endif()
+  endforeach()
 endif()
 
 list(SORT exports)

@@ -3,8 +3,11 @@
 #include <dlfcn.h>
 
 #include <algorithm>
+#include <climits>
 #include <filesystem>
+#include <string>
 #include <system_error>
+#include <type_traits>
 
 namespace platform {
 
@@ -31,21 +34,26 @@ std::string LoadedPath() noexcept {
     }
 }
 
-std::string& StoredPath() noexcept {
-    static std::string path;
-    return path;
-}
+// Nothing that is destroyed when the process exits: a host may go on calling then.
+struct StoredPath {
+    StoredPath() noexcept {
+        const std::string path = LoadedPath();
+        if (path.size() > sizeof text) return;
+        path.copy(text, path.size());
+        size = path.size();
+    }
+
+    char text[PATH_MAX] = {};
+    std::size_t size = 0;
+};
+
+const StoredPath storedPath;
+static_assert(std::is_trivially_destructible_v<StoredPath>);
 
 }  // namespace
 
-const std::string& ModulePath() noexcept {
-    return StoredPath();
+std::string_view ModulePath() noexcept {
+    return {storedPath.text, storedPath.size};
 }
-
-LibraryScope::LibraryScope() noexcept {
-    StoredPath() = LoadedPath();
-}
-
-LibraryScope::~LibraryScope() = default;
 
 }  // namespace platform

@@ -3,6 +3,7 @@
 #include <winsock2.h>
 
 #include <array>
+#include <string>
 
 #include "platform/codepage.h"
 #include "platform/windows/handles.h"
@@ -36,26 +37,33 @@ std::string PathOf(HMODULE module) noexcept {
     }
 }
 
-std::string& StoredPath() noexcept {
-    static std::string path;
-    return path;
-}
+// From load to unload. Runs under the loader lock: nothing here may wait for another thread. The path is no
+// object that goes before the last call of a host that is exiting.
+class LibraryScope {
+  public:
+    LibraryScope() noexcept {
+        const std::string path = PathOf(StayLoaded());
+        if (path.size() <= sizeof path_) size_ = path.copy(path_, path.size());
+        WSADATA unused;
+        WSAStartup(MAKEWORD(2, 2), &unused);
+    }
+    ~LibraryScope() { WSACleanup(); }
+    LibraryScope(const LibraryScope&) = delete;
+    LibraryScope& operator=(const LibraryScope&) = delete;
+
+    std::string_view Path() const noexcept { return {path_, size_}; }
+
+  private:
+    char path_[3 * kLongestPath] = {};  // a unit of UTF-16 is three bytes at most
+    std::size_t size_ = 0;
+};
+
+const LibraryScope libraryScope;
 
 }  // namespace
 
-const std::string& ModulePath() noexcept {
-    return StoredPath();
-}
-
-// Runs under the loader lock: nothing here may wait for another thread.
-LibraryScope::LibraryScope() noexcept {
-    StoredPath() = PathOf(StayLoaded());
-    WSADATA unused;
-    WSAStartup(MAKEWORD(2, 2), &unused);
-}
-
-LibraryScope::~LibraryScope() {
-    WSACleanup();
+std::string_view ModulePath() noexcept {
+    return libraryScope.Path();
 }
 
 }  // namespace platform

@@ -4,12 +4,9 @@
 
 #include "codecs/decoders/ffmpeg/decoder.h"
 #include "decoder_plugin.h"
-#include "platform/module.h"
 #include "support/cllog.h"
 
 namespace {
-
-const platform::LibraryScope libraryScope;
 
 clDecoder_ffmpeg* Own(Decoder* decoder) noexcept {
     return reinterpret_cast<clDecoder_ffmpeg*>(decoder);

@@ -30,7 +30,7 @@ std::string WithoutTrailingSeparators(const std::string& path) {
 }  // namespace
 
 std::string WorkerPath() {
-    const std::string folder = UpToLastSeparator(WithoutQuotes(platform::ModulePath()));
+    const std::string folder = UpToLastSeparator(WithoutQuotes(std::string(platform::ModulePath())));
     const std::string parent = UpToLastSeparator(WithoutTrailingSeparators(folder));
     return WithoutTrailingSeparators(parent) + platform::kPathSeparator + kWorkerName;
 }

@@ -121,9 +121,8 @@ bool ParserRoot::HasElement(std::uint32_t id) const noexcept {
 }
 
 const Offsets& ParserRoot::ElemOffsets(std::uint32_t id) const noexcept {
-    static const Offsets none;
     const auto found = segment.ElementTable.find(id);
-    return found == segment.ElementTable.end() ? none : found->second;
+    return found == segment.ElementTable.end() ? noOffsets_ : found->second;
 }
 
 void ParserRoot::ForEachElement(std::uint32_t id,

@@ -89,6 +89,9 @@ class ParserRoot : private EBML::Parser {
   protected:
     void OnElement(std::uint32_t id, std::uint64_t size, EBML::Stream& stream) override;
     void OnEnd() override;
+
+  private:
+    Offsets noOffsets_;  // of an element that the file doesn't hold
 };
 
 // The first Cluster of the present range.
