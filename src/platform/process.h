@@ -30,8 +30,10 @@ struct ProcessStart {
 };
 
 // Starts the program hidden, with this process's environment and nothing of ours inherited but the channels.
-// None on failure, with LastError: kErrorNoUnicodeTranslation, before anything was started, for a text that
-// would reach the system as another program or as other arguments. Throws std::bad_alloc only.
+// What is special about the calling thread's scheduling isn't inherited either. A child without a standard
+// input ends with this process, where the system can see to that. None on failure, with LastError:
+// kErrorNoUnicodeTranslation, before anything was started, for a text that would reach the system as another
+// program or as other arguments. Throws std::bad_alloc only.
 ProcessHandle StartProcess(const ProcessStart& start);
 
 // True when the process has ended within the limit.
@@ -48,7 +50,7 @@ bool ExitCode(ProcessHandle process, std::int32_t& code) noexcept;
 // Ends the process at once, with exit code -1 where the killer may choose one.
 void KillProcess(ProcessHandle process) noexcept;
 
-// Gives the handle back; the process, when it still runs, goes on.
+// Gives the handle back, once the process has ended or was killed.
 void ReleaseProcess(ProcessHandle process) noexcept;
 
 }  // namespace platform

@@ -284,8 +284,10 @@ clString clString::FromDouble(double value, int decimals, bool keepZeros) {
 
     clString text;
     if (value < 0) text.Append(u"-");
-    const int digits = whole < 1 ? 1 : static_cast<int>(std::floor(std::log10(whole))) + 1;
-    const int zeros = std::max(digits - kExactDigits, 0);
+    // The logarithm of a number just below a power of ten may come out as that power's.
+    int zeros =
+        whole < 1 ? 0 : std::max(static_cast<int>(std::floor(std::log10(whole))) + 1 - kExactDigits, 0);
+    if (zeros > 0 && whole < std::pow(10.0, zeros + kExactDigits - 1)) --zeros;
     text.Append(FromUInt(static_cast<std::uint64_t>(zeros > 0 ? whole / std::pow(10.0, zeros) : whole)));
     text.Append(std::u16string(static_cast<std::size_t>(zeros), u'0'));
     if (decimals <= 0) return text;

@@ -95,7 +95,7 @@ void WorkerProcess::Launch() {
         throw std::runtime_error(
             "a character in the path, or in that of the worker's folder, would change the worker's command "
             "line");
-    throw std::runtime_error("could not start the worker process");
+    throw WorkerStartFailure(platform::LastSystemError());
 }
 
 void WorkerProcess::Stop() noexcept {

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,14 @@ struct WorkerCommand {
     platform::ChannelMode stderrMode = platform::ChannelMode::None;
 };
 
+// The program is there but doesn't start.
+struct WorkerStartFailure : std::runtime_error {
+    explicit WorkerStartFailure(std::uint32_t code)
+        : std::runtime_error("could not start the worker process"), systemError(code) {}
+
+    std::uint32_t systemError;  // the system's own number for the cause; 0 when it gave none
+};
+
 // Knows nothing of audio. One thread at a time, except that another one may read stderrStream; it has to be
 // gone before Stop.
 class WorkerProcess {
@@ -31,9 +40,10 @@ class WorkerProcess {
 
     static constexpr double kGraceSeconds = 2.0;  // that Stop gives a worker to end by itself
 
-    // Stops what runs and starts the command. Raises file_not_found for a program that isn't there and
-    // std::runtime_error for any other failure, a text that the system would take for a program or for
-    // arguments that nobody meant among them; nothing is left open then.
+    // Stops what runs and starts the command. Raises file_not_found for a program that isn't there,
+    // WorkerStartFailure for one that doesn't start and std::runtime_error for any other failure, a text that
+    // the system would take for a program or for arguments that nobody meant among them; nothing is left open
+    // then.
     void Start(const WorkerCommand& workerCommand);
 
     // Closes the pipes, which tells a worker that still writes to end, and terminates one that hasn't ended

@@ -35,6 +35,10 @@ void SetArguments(WorkerCommand& command, const std::vector<std::string>& argume
 int OpenHandles();
 int RunningThreads();
 
+// True when this process has a child, be it one that has ended and whose end nobody took (a zombie). False
+// where a system keeps no such list.
+bool HasChildren();
+
 // A name for a named event that no other test has, and the removal of what it left in the system.
 std::u16string FreshEventName();
 void RemoveEvent(const std::u16string& name);

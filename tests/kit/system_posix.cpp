@@ -1,5 +1,6 @@
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <iterator>
@@ -50,6 +51,10 @@ int OpenHandles() {
 
 int RunningThreads() {
     return EntriesOf("/proc/self/task");
+}
+
+bool HasChildren() {
+    return waitpid(-1, nullptr, WNOHANG) != -1;
 }
 
 std::u16string FreshEventName() {

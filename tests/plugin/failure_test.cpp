@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -61,6 +62,10 @@ TEST(Failure, OfAMissingOrUnusableWorker) {
         EXPECT_FALSE(decoder.Open(folder / "x.tta"));
         EXPECT_EQ(decoder.ErrorLog(),
                   std::string("FFmpeg error: could not start the worker process") + kLabel);
+        // ENOEXEC or ERROR_BAD_EXE_FORMAT.
+        EXPECT_THAT(decoder.TraceLog(),
+                    testing::AnyOf(testing::HasSubstr("The system's error code: 8  ["),
+                                   testing::HasSubstr("The system's error code: 193  [")));
         EXPECT_FALSE(decoder.DecodeBlock());
     }
     std::filesystem::create_directory(folder / "decoders");

@@ -1,6 +1,8 @@
 // Hosts with habits of their own: none of them may hang, leak, kill or confuse a decode.
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -10,6 +12,7 @@
 #include <atomic>
 #include <fstream>
 #include <functional>
+#include <set>
 #include <string>
 #include <thread>
 
@@ -237,6 +240,94 @@ TEST_F(HostHabitsPosix, AFifoIsAnInputButNoWait) {
     EXPECT_TRUE(reader.Open(feed)) << reader.ErrorLog();
     EXPECT_TRUE(reader.ReadAll() == expected);
     feeder.join();
+}
+
+// A host's older objects and handlers go after the plug-in's own would, and its threads go on meanwhile.
+TEST_F(HostHabitsPosix, CallsWhileItExits) {
+    const std::filesystem::path log = folder / "trace.log";
+    for (const char* way : {"static", "atexit", "threads", "threads", "threads", "threads", "threads"}) {
+        InOwnProcess(way, [&] {
+            execl(EXITING_HOST, EXITING_HOST, kit::BuiltPlugin().c_str(), file.c_str(), way, log.c_str(),
+                  nullptr);
+            return false;
+        });
+    }
+}
+
+// The children that this process has now.
+std::set<pid_t> Children() {
+    std::set<pid_t> children;
+    std::ifstream list("/proc/self/task/" + std::to_string(getpid()) + "/children");
+    for (pid_t child = 0; list >> child;) children.insert(child);
+    return children;
+}
+
+// A worker that writes notices by itself that nobody reads any more; a silent one has to be ended. What the
+// host forked may live on.
+TEST_F(HostHabitsPosix, KilledWithASilentWorker) {
+    const kit::PluginWithWorker installed(STAND_IN_WORKER);
+    int helperEnds[2];
+    ASSERT_EQ(pipe(helperEnds), 0);
+    ASSERT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 1), 0) << "what the host leaves behind becomes this process's";
+    const pid_t host = fork();
+    if (host == 0) {
+        close(helperEnds[1]);
+        kit::TestDecoder decoder(installed.plugin());
+        if (!decoder.Open(u"silent-after-header")) _exit(1);
+        if (fork() == 0) {
+            char byte = 0;
+            _exit(read(helperEnds[0], &byte, 1) == 0 ? 0 : 1);
+        }
+        kill(getpid(), SIGKILL);
+    }
+    close(helperEnds[0]);
+    int status = 0;
+    waitpid(host, &status, 0);
+    EXPECT_TRUE(WIFSIGNALED(status)) << "the worker wasn't opened";
+    pid_t ended = 0;
+    for (int tries = 0; ended == 0 && tries < 60000; ++tries) {
+        ended = waitpid(-1, &status, WNOHANG);
+        if (ended == 0) usleep(1000);
+    }
+    EXPECT_GT(ended, 0) << "the worker lives on";
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
+    close(helperEnds[1]);
+    if (ended <= 0) {
+        for (const pid_t child : Children()) kill(child, SIGKILL);
+    }
+    while (waitpid(-1, &status, 0) > 0) {
+    }
+    prctl(PR_SET_CHILD_SUBREAPER, 0);
+}
+
+// A thread that plays audio may be a real-time one and bound to a processor; the worker is neither.
+TEST_F(HostHabitsPosix, WorkerOfASpecialThreadIsScheduledAsUsual) {
+    cpu_set_t all;
+    ASSERT_EQ(sched_getaffinity(0, sizeof all, &all), 0);
+    if (CPU_COUNT(&all) < 2) GTEST_SKIP() << "one processor is all that there is";
+    InOwnProcess("special", [&] {
+        const kit::PluginWithWorker installed(STAND_IN_WORKER);
+        bool good = false;
+        std::thread special([&] {
+            int first = 0;
+            while (!CPU_ISSET(first, &all)) ++first;
+            cpu_set_t one;
+            CPU_ZERO(&one);
+            CPU_SET(first, &one);
+            sched_setaffinity(0, sizeof one, &one);
+            const sched_param urgent{1};
+            // Not every user may.
+            pthread_setschedparam(pthread_self(), SCHED_FIFO, &urgent);
+            kit::TestDecoder decoder(installed.plugin());
+            if (!decoder.Open(u"report")) return;
+            const auto tags = decoder.Tags();
+            good = kit::ValueOf(tags, "scheduling") == std::to_string(SCHED_OTHER) &&
+                   kit::ValueOf(tags, "processors") == std::to_string(CPU_COUNT(&all)) &&
+                   sched_getaffinity(0, sizeof one, &one) == 0 && CPU_COUNT(&one) == 1;
+        });
+        special.join();
+        return good;
+    });
 }
 
 TEST_F(HostHabitsPosix, UnloadsAndLoadsAgain) {

@@ -79,6 +79,9 @@ TEST(clString, ReadsAndShowsNumbers) {
                           {3, 2, false, u"3"},
                           {std::nan(""), 2, false, u"NAN"},
                           {1e100, 2, false, u"NaN"},
+                          {9999999999999998.0, 0, false, u"9999999999999998"},
+                          {1e16, 0, false, u"10000000000000000"},
+                          {99999999999999984.0, 0, false, u"99999999999999980"},
                           {1e20, 0, false, u"100000000000000000000"}};
     for (const Case& c : cases) {
         EXPECT_EQ(clString::FromDouble(c.value, c.decimals, c.keepZeros), clString(c.text)) << c.value;

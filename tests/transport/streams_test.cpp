@@ -183,10 +183,21 @@ TEST(Exceptions, BelongToErrorNumbers) {
     EXPECT_THROW(Qel::RaiseForWin32Error(80), Qel::file_already_exists);
     EXPECT_THROW(Qel::RaiseForWin32Error(183), Qel::file_already_exists);
     EXPECT_THROW(Qel::RaiseForWin32Error(109), Qel::file_access_error);
-    InputChannel closed;
-    Qel::streamInOverlapped none;
+}
+
+TEST(Streams, WithoutAChannelFailAtOnce) {
+    Qel::streamInOverlapped input;
+    Qel::streamOutOverlapped output;
     char byte = 0;
-    EXPECT_THROW(none.read(&byte, 1), Qel::file_access_error) << "a stream without a channel";
+    EXPECT_THROW(input.read(&byte, 1), Qel::file_access_error);
+    EXPECT_THROW(output.write(&byte, 1), Qel::file_access_error);
+    Qel::aborter aborter;
+    Qel::AborterScope scope;
+    scope.Enter(aborter);
+    EXPECT_THROW(input.read(&byte, 1), Qel::file_access_error) << "nothing to wait for but the aborter";
+    EXPECT_THROW(output.write(&byte, 1), Qel::file_access_error);
+    aborter.Set();
+    EXPECT_THROW(input.read(&byte, 1), Qel::user_abort);
 }
 
 }  // namespace

@@ -45,6 +45,15 @@ TEST(WaitAny, SleepsWhenThereIsNothingToWaitFor) {
     EXPECT_GE(platform::TickMilliseconds() - start, 230U);
 }
 
+TEST(WaitAny, FailsForASignalThatIsNone) {
+    Qel::waitable none(platform::EventHandle::None);
+    Qel::waitable set;
+    set.Set();
+    EXPECT_EQ(Wait({&none}, Qel::kNoTimeLimit), -1);
+    EXPECT_EQ(Wait({&set, &none}, Qel::kNoTimeLimit), -1);
+    EXPECT_FALSE(none.IsSet());
+}
+
 TEST(WaitAny, GoesBackToSleepForAnUnconfirmedSignal) {
     struct Reluctant : Qel::waitable {
         bool confirm() override { return ++asked > 3; }

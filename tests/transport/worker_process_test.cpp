@@ -131,6 +131,7 @@ TEST(WorkerProcess, LeaksNothingOver500Rounds) {
         if (round == 10) before = kit::OpenHandles();
     }
     EXPECT_EQ(kit::OpenHandles(), before);
+    EXPECT_FALSE(kit::HasChildren()) << "a child or its zombie was left";
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 #include <dirent.h>
+#include <sched.h>
 #include <signal.h>
 #include <unistd.h>
 
@@ -38,5 +39,10 @@ std::map<std::string, std::string> SystemCircumstances() {
             descriptors += std::string(entry->d_name) + " ";
     }
     closedir(folder);
-    return {{"signals", unusual}, {"descriptors", descriptors}};
+    cpu_set_t processors;
+    sched_getaffinity(0, sizeof processors, &processors);
+    return {{"signals", unusual},
+            {"descriptors", descriptors},
+            {"scheduling", std::to_string(sched_getscheduler(0))},
+            {"processors", std::to_string(CPU_COUNT(&processors))}};
 }

@@ -28,6 +28,10 @@ void Close(int descriptor) noexcept {
 }
 
 int PollWithin(std::span<pollfd> entries, Milliseconds limit) noexcept {
+    if (std::ranges::any_of(entries, [](const pollfd& entry) { return entry.fd < 0; })) {
+        errno = EBADF;
+        return -1;
+    }
     const std::uint64_t start = limit > 0 ? TickMilliseconds() : 0;
     Milliseconds left = limit;
     for (;;) {

@@ -19,6 +19,7 @@ int AboveStandard(int descriptor) noexcept;
 void Close(int descriptor) noexcept;
 
 // poll with a limit in milliseconds that interruptions don't stretch. As poll: 0 on time-out, -1 on failure.
+// A negative descriptor is a failure, where poll would pass over it and wait for nothing.
 int PollWithin(std::span<pollfd> entries, Milliseconds limit) noexcept;
 
 // Keeps a signal that a write of this thread raises from reaching the host, whatever it does with that

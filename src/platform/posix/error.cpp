@@ -8,7 +8,8 @@ namespace platform {
 
 namespace {
 thread_local std::uint32_t lastError = kErrorNone;
-}
+thread_local std::uint32_t lastSystemError = 0;
+}  // namespace
 
 std::uint32_t LastError() noexcept {
     return lastError;
@@ -16,6 +17,11 @@ std::uint32_t LastError() noexcept {
 
 void SetLastError(std::uint32_t code) noexcept {
     lastError = code;
+    lastSystemError = 0;
+}
+
+std::uint32_t LastSystemError() noexcept {
+    return lastSystemError;
 }
 
 namespace posix {
@@ -65,8 +71,13 @@ std::uint32_t ErrorFromErrno(int code) noexcept {
     }
 }
 
+void Keep(int code) noexcept {
+    lastError = ErrorFromErrno(code);
+    lastSystemError = static_cast<std::uint32_t>(code);
+}
+
 void KeepErrno() noexcept {
-    SetLastError(ErrorFromErrno(errno));
+    Keep(errno);
 }
 
 }  // namespace posix

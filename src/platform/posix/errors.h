@@ -7,7 +7,8 @@ namespace platform::posix {
 
 std::uint32_t ErrorFromErrno(int code) noexcept;
 
-// SetLastError with errno translated.
+// SetLastError with a number of errno's translated, which LastSystemError then gives as it is.
+void Keep(int code) noexcept;
 void KeepErrno() noexcept;
 
 }  // namespace platform::posix

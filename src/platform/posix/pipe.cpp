@@ -7,9 +7,9 @@
 #include <cerrno>
 
 #include "platform/error.h"
-#include "platform/posix/child_ends.h"
 #include "platform/posix/descriptor.h"
 #include "platform/posix/errors.h"
+#include "platform/posix/noted_ends.h"
 
 namespace platform {
 
@@ -38,6 +38,7 @@ Transfer TransferWhenReady(int descriptor, short readiness, EventHandle abort, M
         if (wait) {
             const int count = posix::PollWithin(std::span(entries.data(), abortable ? 2U : 1U), limit);
             if (count == 0) return {TransferEnd::TimedOut, 0};
+            if (count < 0 && abortable && IsSignalled(abort)) return {TransferEnd::Aborted, 0};
             if (count < 0) break;
             if (abortable && entries[1].revents != 0) return {TransferEnd::Aborted, 0};
         }
@@ -57,7 +58,7 @@ PipeResult MakePipe(PipeDirection direction, PipeEnds& ends) noexcept {
     ends = {};
     const std::size_t childIndex = direction == PipeDirection::FromChild ? 1 : 0;
     std::array<int, 2> made{};
-    if (!posix::MakeNotedPipe(made, childIndex)) {
+    if (!posix::MakeNotedPipe(made)) {
         posix::KeepErrno();
         return PipeResult::NoPipe;
     }
@@ -65,8 +66,8 @@ PipeResult MakePipe(PipeDirection direction, PipeEnds& ends) noexcept {
     const int child = made[childIndex];
     if (!SetNonBlocking(parent)) {
         posix::KeepErrno();
-        posix::CloseMaybeNoted(parent);
-        posix::CloseMaybeNoted(child);
+        posix::CloseNoted(parent);
+        posix::CloseNoted(child);
         return PipeResult::NoPipe;
     }
     // The usual size already, unless this user has used up what the system grants for pipes.
@@ -76,7 +77,7 @@ PipeResult MakePipe(PipeDirection direction, PipeEnds& ends) noexcept {
 }
 
 void ClosePipe(PipeHandle pipe) noexcept {
-    posix::CloseMaybeNoted(Descriptor(pipe));
+    posix::CloseNoted(Descriptor(pipe));
 }
 
 EventHandle CreateTransferSignal() noexcept {

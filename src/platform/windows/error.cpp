@@ -12,4 +12,8 @@ void SetLastError(std::uint32_t code) noexcept {
     ::SetLastError(code);
 }
 
+std::uint32_t LastSystemError() noexcept {
+    return ::GetLastError();
+}
+
 }  // namespace platform

@@ -1,5 +1,6 @@
 #include "platform/event.h"
 
+#include <algorithm>
 #include <array>
 
 #include "platform/windows/handles.h"
@@ -52,6 +53,8 @@ bool IsSignalled(EventHandle signal) noexcept {
 int WaitForAny(std::span<const EventHandle> signals, Milliseconds limit) noexcept {
     std::array<HANDLE, MAXIMUM_WAIT_OBJECTS> handles;
     if (signals.size() > handles.size()) return kWaitFailed;
+    // None has the value that stands for this process, whose end nobody would live to see.
+    if (std::ranges::find(signals, EventHandle::None) != signals.end()) return kWaitFailed;
     std::transform(signals.begin(), signals.end(), handles.begin(), windows::Native<EventHandle>);
     const auto count = static_cast<DWORD>(signals.size());
     const DWORD result = WaitForMultipleObjects(count, handles.data(), FALSE, windows::WaitLimit(limit));

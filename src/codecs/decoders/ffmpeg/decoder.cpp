@@ -50,6 +50,14 @@ void LogException(const char16_t* format, const std::exception& failure, const c
     clLog::Error(clString::Format(format, text.text()).text(), logs, label);
 }
 
+// The system's own code behind a start that failed, for who looks for the cause. The trace log alone gets it.
+void LogSystemError(const std::exception& reason, const clLogHandles& logs) {
+    const auto* const start = dynamic_cast<const WorkerStartFailure*>(&reason);
+    if (start == nullptr) return;
+    clLog::Trace(clString::Format(u"The system's error code: %u", start->systemError).text(), logs,
+                 kSetPositionLabel);
+}
+
 bool IsWebAddress(std::u16string_view path) noexcept {
     return clString::BeginsWithNoCase(path, u"http://") || clString::BeginsWithNoCase(path, u"https://");
 }
@@ -280,6 +288,7 @@ bool clDecoder_ffmpeg::StartWorker(std::int64_t position, DecoderOpenInfo* info)
     } catch (const std::exception& reason) {
         failure.Is(FailureOfStart(reason, workerRunning));
         LogException(u"FFmpeg error: %s", reason, logs, kSetPositionLabel);
+        LogSystemError(reason, logs);
     }
     return false;
 }
