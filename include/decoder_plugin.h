@@ -10,7 +10,12 @@
  * Threads: one decoder belongs to one thread at a time; the host may hand it from thread to thread
  * between calls. Different decoders may run side by side. Nothing here may be called from a signal
  * handler, and no thread may be cancelled (pthread_cancel) while it is inside a call. No function lets a
- * C++ exception out.
+ * C++ exception out. Calls stay possible while the process exits: in destructors of static objects, in
+ * atexit handlers, and in threads that go on while main returns.
+ *
+ * Forks (Linux): a decoder belongs to the process that made it. In a child made by fork no function may be
+ * called for a decoder of the parent's, not even Destroy; the child may load and create its own. What the
+ * parent's decoders have open is closed in the child.
  *
  * The order per decoder: Create, optionally Set("EventQuit"), then any number of runs, each of Open,
  * DecodeBlock and SetPosition in any mix and Close, and finally Destroy. Get, Set("IDTags") and
@@ -196,8 +201,9 @@ typedef int64_t (*DecoderGetFunction)(Decoder* decoder, const DecoderChar* key, 
 
 /* Set, by key:
  *   "EventQuit" in text = name of an event of the host's. While it is set, every blocking wait of this
- *               decoder's Open, SetPosition and DecodeBlock ends at once with a silent 0. On Windows the
- *               name of a manual-reset event; on Linux that of a FIFO: a name that begins with "/" is
+ *               decoder's Open, SetPosition and DecodeBlock ends at once with a silent 0: nothing in the
+ *               error log. The end of an old worker, which Open and SetPosition see to first, isn't one of
+ *               these waits. On Windows the name of a manual-reset event; on Linux that of a FIFO: a name that begins with "/" is
  *               its path, any other lies in /dev/shm; it is set while it holds a byte. It is created
  *               when absent, and whoever made it removes it. A null text changes nothing and gives 1.
  *   "IDTags"    in text = path, data = tag blob, value = its bytes: writes the file's tags.
@@ -205,7 +211,8 @@ typedef int64_t (*DecoderGetFunction)(Decoder* decoder, const DecoderChar* key, 
 typedef int64_t (*DecoderSetFunction)(Decoder* decoder, const DecoderChar* key, DecoderParam* param);
 
 /* Open: starts a worker on path and reads the format; blocks until the worker delivered the stream's
- * header, ended, or the quit event came. A run that is still going is stopped first. After a 0 the run
+ * header, ended, or the quit event came. A run that is still going is stopped first, as by Close: that may
+ * take 2 seconds, also when the quit event is set. After a 0 the run
  * may still hold a worker; the next Open, SetPosition, Close or Destroy cleans up. */
 typedef int64_t (*DecoderOpenFunction)(Decoder* decoder, DecoderOpenInfo* info);
 
@@ -217,8 +224,9 @@ typedef int64_t (*DecoderCloseFunction)(Decoder* decoder);
 typedef int64_t (*DecoderDecodeBlockFunction)(Decoder* decoder, DecoderBlockInfo* block);
 
 /* SetPosition: goes on from the given sample frame, counted at the stream's sample rate; 0 and below are
- * the beginning, a position behind the end gives an empty stream. Starts a new worker and blocks like
- * Open. */
+ * the beginning. A position behind the end gives an empty stream, but for formats in which FFmpeg can't
+ * find the place: Ogg, MPEG-TS and raw E-AC-3 then give the last part of the stream or all of it. Stops the
+ * old worker and starts a new one, like Open, and blocks like it. */
 typedef int64_t (*DecoderSetPositionFunction)(Decoder* decoder, int64_t position);
 
 /* DeleteATag: deletes from the file the tags whose names stand in names, a series of NUL-terminated
