@@ -203,11 +203,10 @@ typedef int64_t (*DecoderGetFunction)(Decoder* decoder, const DecoderChar* key, 
  *   "EventQuit" in text = name of an event of the host's. While it is set, every blocking wait of this
  *               decoder's Open, SetPosition and DecodeBlock ends at once with a silent 0: nothing in the
  *               error log. The end of an old worker, which Open and SetPosition see to first, isn't one of
- *               these waits. On Windows the name of a manual-reset event; on Linux that of a FIFO: a name that begins with "/" is
- *               its path, any other lies in /dev/shm; it is set while it holds a byte. It is created
- *               when absent, and whoever made it removes it. A null text changes nothing and gives 1.
- *   "IDTags"    in text = path, data = tag blob, value = its bytes: writes the file's tags.
- * 0 for an unknown key. */
+ *               these waits. On Windows the name of a manual-reset event; on Linux that of a FIFO: a name
+ * that begins with "/" is its path, any other lies in /dev/shm; it is set while it holds a byte. It is
+ * created when absent, and whoever made it removes it. A null text changes nothing and gives 1. "IDTags" in
+ * text = path, data = tag blob, value = its bytes: writes the file's tags. 0 for an unknown key. */
 typedef int64_t (*DecoderSetFunction)(Decoder* decoder, const DecoderChar* key, DecoderParam* param);
 
 /* Open: starts a worker on path and reads the format; blocks until the worker delivered the stream's

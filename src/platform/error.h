@@ -33,8 +33,8 @@ inline constexpr std::uint32_t kErrorNoUnicodeTranslation = 1113;
 std::uint32_t LastError() noexcept;
 void SetLastError(std::uint32_t code) noexcept;
 
-// What the system itself said of the last failure, for people who look for the cause: errno, say. 0 when it said
-// nothing.
+// What the system itself said of the last failure, for people who look for the cause: errno, say. 0 when it
+// said nothing.
 std::uint32_t LastSystemError() noexcept;
 
 }  // namespace platform
