@@ -216,19 +216,13 @@ bool WaitForProcess(ProcessHandle process, Milliseconds limit) noexcept {
 }
 
 EventHandle EndSignal(ProcessHandle process) noexcept {
-    return static_cast<EventHandle>(process);
+    return static_cast<EventHandle>(Descriptor(process));
 }
 
 bool ExitCode(ProcessHandle process, std::int32_t& code) noexcept {
     if (process == kEndedBeforehand) return false;
-    siginfo_t status{};
-    int result = 0;
-    do {
-        result = waitid(static_cast<idtype_t>(P_PIDFD), static_cast<id_t>(Descriptor(process)), &status,
-                        WEXITED | WNOHANG | WNOWAIT);
-    } while (result < 0 && errno == EINTR);
-    // Without a process that has ended the structure stays empty.
-    if (result != 0 || status.si_pid == 0) return false;
+    siginfo_t status;
+    if (AskFor(process, WNOWAIT, status) != 0 || status.si_pid == 0) return false;
     code = status.si_code == CLD_EXITED ? status.si_status : -status.si_status;
     return true;
 }
