@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform/posix/noted_ends.h"
+#include "platform/posix/child_ends.h"
 
 namespace platform::posix {
 

@@ -7,9 +7,9 @@
 #include <cerrno>
 
 #include "platform/error.h"
+#include "platform/posix/child_ends.h"
 #include "platform/posix/descriptor.h"
 #include "platform/posix/errors.h"
-#include "platform/posix/noted_ends.h"
 
 namespace platform {
 

@@ -1,4 +1,4 @@
-#include "platform/posix/noted_ends.h"
+#include "platform/posix/child_ends.h"
 
 #include <fcntl.h>
 #include <pthread.h>

@@ -1,4 +1,4 @@
-// Descriptors of ours that no forked child may keep.
+// The ends of channels to children, which no forked child of the host may keep.
 #pragma once
 
 #include <array>
