@@ -18,15 +18,15 @@ namespace {
 constexpr const char* kEncoderName = "Encoder";
 constexpr const char* kTagKindName = "ID Tag";
 
-// A URL that ends like a file with tags of its own can't be asked for them.
-std::uint32_t FlagsFor(const std::string& file, std::uint32_t flags) {
-    return IsUrl(file) ? flags & ~DECODER_OPEN_TAGS : flags;
+// The plug-in would look for a local file where a URL ends like a file that it reads the tags of, and fail.
+std::uint32_t FlagsFor(const Job& job, std::uint32_t flags) {
+    return IsUrl(job.file.name) && job.session.CanWriteTags(job.file.name) ? 0 : flags;
 }
 
 FileResult InfoOf(const Job& job, const ShowOptions& options) {
     const std::string& file = job.file.name;
     job.session.ChooseSamples("default", -1);
-    const OpenedFile opened = job.session.Open(file, FlagsFor(file, DECODER_OPEN_TAGS | DECODER_OPEN_INFO));
+    const OpenedFile opened = job.session.Open(file, FlagsFor(job, DECODER_OPEN_TAGS | DECODER_OPEN_INFO));
     const DecoderWaveFormat wave = opened.format.wave;
     const std::uint32_t bitrate = opened.format.bitrate;
     const std::int64_t durationMs = opened.format.durationMs;
@@ -80,7 +80,7 @@ Entries Named(const std::string& file, const Entries& tags, const std::vector<st
 
 FileResult TagsOf(const Job& job, const ShowOptions& options) {
     const std::string& file = job.file.name;
-    Entries tags = job.session.Open(file, FlagsFor(file, DECODER_OPEN_TAGS)).tags;
+    Entries tags = job.session.Open(file, FlagsFor(job, DECODER_OPEN_TAGS)).tags;
     if (!options.names.empty()) tags = Named(file, tags, options.names);
     FileResult result;
     result.fields = {{"tags", TagsJson(tags)}, {"pictures", PicturesJson(tags, options.pictures)}};

@@ -22,6 +22,7 @@ import unittest
 import host_kit
 from care import Care, CareOnPosix
 from many_files import ManyFiles, ManyOnPosix
+from sound import Sound, SoundOnPosix
 from host_kit import TIME_LIMIT, HostTest, ffmpeg, wav_chunks, worker_samples
 
 
@@ -428,8 +429,8 @@ def main():
     # Wine takes the names that it is given for text of the locale's.
     os.environ["LC_ALL"] = "C.UTF-8"
     if host_kit.OPTIONS.runner:
-        global OnPosix, CareOnPosix, ManyOnPosix
-        del OnPosix, CareOnPosix, ManyOnPosix
+        global OnPosix, CareOnPosix, ManyOnPosix, SoundOnPosix
+        del OnPosix, CareOnPosix, ManyOnPosix, SoundOnPosix
     else:
         global OnWine
         del OnWine
