@@ -72,6 +72,7 @@ bool IsHeaderOf(const std::byte* bytes, const Record& footer) noexcept {
 }
 
 Presence ReadFooter(clFile& file, std::int64_t end, Record& footer) noexcept {
+    if (end < static_cast<std::int64_t>(kFooterBytes)) return Presence::Absent;
     std::array<std::byte, kFooterBytes> bytes{};
     if (!ReadAt(file, end - static_cast<std::int64_t>(kFooterBytes), bytes.data(), bytes.size()))
         return Presence::Unreadable;

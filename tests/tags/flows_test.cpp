@@ -46,6 +46,7 @@ TEST_F(Flows, UpdatesWhatIsThereAndCreatesApeOnly) {
     EXPECT_EQ(Written(kAudio, tags), kAudio + ape);
     EXPECT_EQ(Written("", tags), ape);
     EXPECT_EQ(Written(kAudio + kOldTag, tags), kAudio + ape + newId3v1);
+    EXPECT_EQ(Written("abc" + kOldTag, tags), "abc" + ape + newId3v1) << "less than a footer in front";
     EXPECT_EQ(Written(kAudio + Ape({{"Unknown", "u", 2}, {"title", "Old"}}) + kOldTag, tags),
               kAudio + Ape({{"Unknown", "u", 2}, {"Title", "New"}, {"Mood", "x"}}) + newId3v1);
     EXPECT_EQ(Written(kAudio + kOldTag + "junk", tags), kAudio + kOldTag + "junk" + ape);
