@@ -85,7 +85,7 @@ void ChangeCopy(Session& session, const std::string& file,
                 const std::function<void(const std::string&)>& change) {
     // What a link points to is replaced, not the link.
     const fs::path path = fs::canonical(ToPath(file));
-    if (fs::hard_link_count(path) > 1) {
+    if (system::HasOtherNames(path)) {
         throw Failure(file + " has other names (hard links), which --safe would leave with the old tags");
     }
     const std::string sound = SoundOf(session, file);

@@ -4,6 +4,7 @@
 #include <map>
 #include <system_error>
 
+#include "host/system/files.h"
 #include "host/text/failure.h"
 #include "host/text/text.h"
 
@@ -35,7 +36,7 @@ fs::path Identity(const std::string& name) {
 const InputFile* LinkedInput(const std::string& output, const std::vector<InputFile>& inputs) {
     std::error_code code;
     const fs::path path = ToPath(output);
-    if (!fs::is_regular_file(path, code) || fs::hard_link_count(path, code) < 2) return nullptr;
+    if (!fs::is_regular_file(path, code) || !system::HasOtherNames(path)) return nullptr;
     for (const InputFile& input : inputs) {
         if (fs::equivalent(ToPath(input.name), path, code)) return &input;
     }

@@ -8,6 +8,9 @@
 
 namespace host::system {
 
+// Whether the file has other names in its file system (hard links). False for what isn't there.
+bool HasOtherNames(const std::filesystem::path& path);
+
 // Each null with errno on failure. `OpenNew` refuses a name that is taken.
 std::FILE* OpenForReading(const std::filesystem::path& path);
 std::FILE* OpenForWriting(const std::filesystem::path& path);

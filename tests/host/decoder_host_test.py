@@ -396,13 +396,14 @@ class OnWine(HostTest):
     def test_closed_window_leaves_nothing(self):
         ffmpeg("-f", "lavfi", "-i", "sine=d=3600", "-ar", "44100", "long.flac")
         before = sorted(os.listdir("."))
-        process = subprocess.Popen([*OPTIONS.runner, OPTIONS.host, "decode", "long.flac", "out.wav"],
+        options = host_kit.OPTIONS
+        process = subprocess.Popen([*options.runner, options.host, "decode", "long.flac", "-o", "out.wav"],
                                    stdin=subprocess.DEVNULL)  # fmt: skip
         deadline = time.monotonic() + TIME_LIMIT
         while not any(name.endswith(".part") for name in os.listdir(".")):
             self.assertLess(time.monotonic(), deadline)
             self.assertIsNone(process.poll())
-        subprocess.run([*OPTIONS.runner, OPTIONS.close_console], check=True, timeout=TIME_LIMIT)
+        subprocess.run([*options.runner, options.close_console], check=True, timeout=TIME_LIMIT)
         self.assertEqual(process.wait(TIME_LIMIT), 130)
         self.assert_nothing_left(before)
 

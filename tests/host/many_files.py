@@ -31,7 +31,7 @@ class ManyFiles(HostTest):
                                     "report.jsonl", code=None, lines=ANY)
             self.assertFalse(set(lines) & set(seen))
             seen.update(lines)
-        found = {name.replace(os.sep, "/"): line["status"] for name, line in seen.items()}
+        found = {name.replace("\\", "/"): line["status"] for name, line in seen.items()}
         self.assertEqual(sorted(found), sorted(names))
         self.assertEqual(sorted(name for name in names if found[name] == "failed"), sorted(names[:broken]))
         for name in whole:

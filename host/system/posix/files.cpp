@@ -81,6 +81,12 @@ timespec FromNanoseconds(std::int64_t nanoseconds) {
 
 }  // namespace
 
+bool HasOtherNames(const std::filesystem::path& path) {
+    std::error_code failed;
+    const std::uintmax_t names = std::filesystem::hard_link_count(path, failed);
+    return !failed && names > 1;
+}
+
 std::FILE* OpenForReading(const std::filesystem::path& path) {
     return OpenStream(path, O_RDONLY, "rb");
 }

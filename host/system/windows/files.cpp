@@ -57,6 +57,12 @@ bool HasSurrogates(const std::wstring& text) {
 
 }  // namespace
 
+bool HasOtherNames(const std::filesystem::path& path) {
+    const Handle file(path, 0);
+    BY_HANDLE_FILE_INFORMATION about{};
+    return file && GetFileInformationByHandle(file.get(), &about) != 0 && about.nNumberOfLinks > 1;
+}
+
 std::FILE* OpenForReading(const std::filesystem::path& path) {
     return _wfopen(path.c_str(), L"rbN");
 }
