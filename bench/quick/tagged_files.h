@@ -1,0 +1,11 @@
+// Files with one kind of tag each, made byte by byte: the same bytes with every version of every tool.
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+enum class TagKind { None, Id3v1, Ape, Id3v22, Id3v23, Id3v24, Matroska };
+
+// The whole file: ten texts in its tag, a picture of that many bytes unless that is 0, and some audio. An
+// ID3v1 tag has the texts that it can hold and no picture.
+std::string TaggedFile(TagKind kind, std::size_t pictureBytes);
