@@ -252,6 +252,22 @@ Command Art(Arguments& all) {
     return command;
 }
 
+Command Doctor(Arguments& all) {
+    Command command;
+    command.name = "doctor";
+    command.summary = "Tell whether everything is set up well, and what to do where it isn't";
+    command.options = {{"--json", "", "A JSON line for each check as it is done", &all.batch.json}};
+    command.notes = {
+        "Looks for the plug-in and its worker, decodes a tone that it makes and compares the samples, breaks "
+        "a "
+        "decode off, and writes, reads and deletes tags of every kind, in temporary files. The exit code is "
+        "0 "
+        "when all is well, else 1."};
+    command.examples = {"decoder-host doctor"};
+    command.run = [&] { return Diagnose(all.plugin, all.batch.json); };
+    return command;
+}
+
 int RunWithoutCommand(const Arguments& all) {
     if (all.version) return ShowVersion(all.plugin);
     throw UsageFailure("name a command (--help lists them)");
@@ -285,8 +301,8 @@ CommandLine MakeCommandLine(Arguments& all) {
         {"-v,--verbose", "", "Show the plug-in's own lines", &all.plugin.verbose},
         {"--version", "", "Show the versions of program, plug-in and worker", &all.version},
     };
-    line.commands = {Formats(all), Info(all), Decode(all), Verify(all),
-                     Tags(all),    Tag(all),  Untag(all),  Art(all)};
+    line.commands = {Formats(all), Info(all),  Decode(all), Verify(all), Tags(all),
+                     Tag(all),     Untag(all), Art(all),    Doctor(all)};
     line.notes = {
         "Exit codes: 0 done; 1 a file failed; 2 wrong usage; 4 a file is damaged or cut; 130 broken off with "
         "Ctrl-C."};

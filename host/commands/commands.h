@@ -70,6 +70,7 @@ struct ArtOptions {
 
 int ShowFormats(const ContextOptions& plugin, bool json);
 int ShowVersion(const ContextOptions& plugin);
+int Diagnose(const ContextOptions& plugin, bool json);
 int ShowInfo(const ContextOptions& plugin, const ShowOptions& options);
 int ShowTags(const ContextOptions& plugin, const ShowOptions& options);
 int DecodeFiles(const ContextOptions& plugin, const DecodeOptions& options);

@@ -40,4 +40,12 @@ std::vector<std::byte> ReadStartOfFile(const std::string& file, std::size_t size
     return bytes;
 }
 
+void WriteWholeFile(const std::string& file, std::span<const std::byte> bytes) {
+    Stream stream(system::OpenForWriting(ToPath(file)), std::fclose);
+    const bool written =
+        stream != nullptr && std::fwrite(bytes.data(), 1, bytes.size(), stream.get()) == bytes.size();
+    if (!written || std::fclose(stream.release()) != 0)
+        throw Failure("can't write " + file + ": " + ErrnoText(errno));
+}
+
 }  // namespace host

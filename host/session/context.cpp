@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <system_error>
 
-#include "host/system/console.h"
+#include "host/session/places.h"
 #include "host/text/failure.h"
 #include "host/text/text.h"
 
@@ -11,26 +11,11 @@ namespace host {
 
 namespace {
 
-std::filesystem::path PluginPath(const std::string& given) {
-    using decoder_plugin::Plugin;
+std::filesystem::path PresentPlugin(const std::string& given) {
+    const std::filesystem::path path = PluginPath(given);
     std::error_code ignored;
-    std::filesystem::path path = ToPath(given);
-    if (given.empty()) {
-        // Where a build leaves it, then where an installation has it.
-        const std::string name = std::string("decoder_ffmpeg") + Plugin::Suffix();
-        const std::filesystem::path own = system::OwnFolder();
-        path = own / "decoders" / name;
-        const std::filesystem::path installed = (own / DECODER_PLUGIN_FROM_PROGRAM / name).lexically_normal();
-        if (!std::filesystem::exists(path, ignored) && std::filesystem::exists(installed, ignored))
-            path = installed;
-    }
     if (!std::filesystem::is_regular_file(path, ignored)) throw Failure("no plug-in at " + PathText(path));
     return path;
-}
-
-std::filesystem::path WorkerPath(const std::filesystem::path& plugin) {
-    return std::filesystem::absolute(plugin).lexically_normal().parent_path().parent_path() /
-           "ffmpeg-lgpl.exe";
 }
 
 std::unique_ptr<system::LogFile> OpenLog(const std::string& path) {
@@ -44,7 +29,7 @@ std::unique_ptr<system::LogFile> OpenLog(const std::string& path) {
 
 }  // namespace
 
-Context::Context(const ContextOptions& options) : Context(options, PluginPath(options.plugin)) {}
+Context::Context(const ContextOptions& options) : Context(options, PresentPlugin(options.plugin)) {}
 
 Context::Context(const ContextOptions& options, const std::filesystem::path& pluginPath)
     : plugin_(pluginPath),

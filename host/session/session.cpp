@@ -6,6 +6,7 @@
 
 #include "host/files/file_list.h"
 #include "host/session/log_messages.h"
+#include "host/session/places.h"
 #include "host/session/reasons.h"
 #include "host/system/files.h"
 #include "host/terminal/output.h"
@@ -126,10 +127,7 @@ void Session::DeleteTags(const std::string& file, const std::vector<std::string>
 
 std::string Session::Reason(const std::string& subject, std::u16string_view logged) const {
     std::error_code ignored;
-    if (!std::filesystem::exists(context_.workerPath(), ignored)) {
-        return "the worker " + PathText(context_.workerPath()) +
-               " is missing: install FFmpeg and put it, or a link to it, there";
-    }
+    if (!std::filesystem::exists(context_.workerPath(), ignored)) return MissingWorker(context_.workerPath());
     std::string reason = SentenceOf(LogMessages(logged));
     // Without room for a log the plug-in may still remember.
     if (reason.empty()) reason = SentenceOf({decoder_.LastFailure().value_or("")});

@@ -21,6 +21,7 @@ import unittest
 
 import host_kit
 from care import Care, CareOnPosix
+from doctor import Doctor, DoctorOnPosix
 from many_files import ManyFiles, ManyOnPosix
 from sound import Sound, SoundOnPosix
 from host_kit import TIME_LIMIT, HostTest, ffmpeg, wav_chunks, worker_samples
@@ -109,7 +110,7 @@ class Showing(HostTest):
             self.assertIn(row["extension"], text)
 
     def test_help_for_every_command(self):
-        for command in ("formats", "info", "decode", "verify", "tags", "tag", "untag", "art"):
+        for command in ("formats", "info", "decode", "verify", "tags", "tag", "untag", "art", "doctor"):
             self.assertIn(b"Example", self.host(command, "--help").stdout)
 
 
@@ -430,8 +431,8 @@ def main():
     # Wine takes the names that it is given for text of the locale's.
     os.environ["LC_ALL"] = "C.UTF-8"
     if host_kit.OPTIONS.runner:
-        global OnPosix, CareOnPosix, ManyOnPosix, SoundOnPosix
-        del OnPosix, CareOnPosix, ManyOnPosix, SoundOnPosix
+        global OnPosix, CareOnPosix, DoctorOnPosix, ManyOnPosix, SoundOnPosix
+        del OnPosix, CareOnPosix, DoctorOnPosix, ManyOnPosix, SoundOnPosix
     else:
         global OnWine
         del OnWine

@@ -1,11 +1,16 @@
 #include "host/system/program.h"
 
 #include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
+
+#include "host/system/interruption.h"
 
 namespace host::system {
 
@@ -26,14 +31,23 @@ std::string OutputOf(const std::filesystem::path& program, const std::vector<std
     close(ends[1]);
     std::string output;
     char piece[4096];
-    for (;;) {
-        const ssize_t count = read(ends[0], piece, sizeof piece);
-        if (count < 0 && errno == EINTR) continue;
+    const auto deadline = std::chrono::steady_clock::now() + kPatienceWithPrograms;
+    while (output.size() < kMostOutput) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+            deadline - std::chrono::steady_clock::now());
+        if (left.count() <= 0) break;
+        pollfd waiting{ends[0], POLLIN, 0};
+        const int ready = poll(&waiting, 1, static_cast<int>(left.count()));
+        if (ready < 0 && errno == EINTR && InterruptionCode() == 0) continue;
+        const ssize_t count = ready > 0 ? read(ends[0], piece, sizeof piece) : 0;
         if (count <= 0) break;
         output.append(piece, static_cast<std::size_t>(count));
     }
     close(ends[0]);
-    while (started && waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
+    if (!started) return {};
+    // One that has closed its output, or has had its time, has nothing more to say.
+    kill(child, SIGKILL);
+    while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
     }
     return output;
 }

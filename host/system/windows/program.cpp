@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <string>
+#include <thread>
 
 #include "decoder_plugin.hpp"
 
@@ -47,16 +48,26 @@ std::string OutputOf(const std::filesystem::path& program, const std::vector<std
     CloseHandle(writer);
     CloseHandle(startup.hStdInput);
     CloseHandle(startup.hStdError);
+    if (!started) {
+        CloseHandle(reader);
+        return {};
+    }
+    std::thread limit([&] {
+        constexpr auto kLimit = static_cast<DWORD>(kPatienceWithPrograms.count());
+        if (WaitForSingleObject(child.hProcess, kLimit) != WAIT_OBJECT_0) TerminateProcess(child.hProcess, 1);
+    });
     std::string output;
     char piece[4096];
     DWORD count = 0;
-    while (ReadFile(reader, piece, sizeof piece, &count, nullptr) && count > 0) output.append(piece, count);
-    CloseHandle(reader);
-    if (started) {
-        WaitForSingleObject(child.hProcess, INFINITE);
-        CloseHandle(child.hProcess);
-        CloseHandle(child.hThread);
+    while (output.size() < kMostOutput && ReadFile(reader, piece, sizeof piece, &count, nullptr) &&
+           count > 0) {
+        output.append(piece, count);
     }
+    // One that goes on writing is told by this that nobody reads.
+    CloseHandle(reader);
+    limit.join();
+    CloseHandle(child.hProcess);
+    CloseHandle(child.hThread);
     return output;
 }
 
