@@ -8,7 +8,7 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_COMPONENTS_ALL runtime dev)
 
 # The notices of what is compiled in, as the machine that builds the package has them.
-set(notices libcli11-dev nlohmann-json3-dev)
+set(notices libcli11-dev libkissfft-dev libstb-dev nlohmann-json3-dev)
 if(WIN32)
   list(APPEND notices mingw-w64-common gcc-mingw-w64-base)
 endif()

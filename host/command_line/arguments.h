@@ -14,6 +14,7 @@ struct Arguments {
     SampleOptions samples;
     WriteOptions write;
     DecodeOptions decode;
+    WaveOptions wave;
     ShowOptions show;
     TagOptions tag;
     UntagOptions untag;

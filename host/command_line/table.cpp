@@ -42,18 +42,22 @@ Options BatchTable(BatchOptions& batch, const char* files) {
     };
 }
 
-Options SampleTable(SampleOptions& samples) {
+Options PieceTable(SampleOptions& samples) {
     return {
         {"--start", "TIME", "Where to begin: seconds or [HH:]MM:SS[.mmm]", &samples.start},
         {"--duration", "TIME", "How much to take: seconds or [HH:]MM:SS[.mmm]", &samples.duration},
-        {"--depth",
-         "DEPTH",
-         "How deep samples are; source is as deep as the file's, default the worker's choice",
-         &samples.depth,
-         ValueKind::Choice,
-         {"source", "default", "16", "24", "32", "f32", "f64"}},
         {"--stream", "N", "Which audio stream, from 0", &samples.stream},
     };
+}
+
+Options SampleTable(SampleOptions& samples) {
+    return PieceTable(samples) +
+           Options{{"--depth",
+                    "DEPTH",
+                    "How deep samples are; source is as deep as the file's, default the worker's choice",
+                    &samples.depth,
+                    ValueKind::Choice,
+                    {"source", "default", "16", "24", "32", "f32", "f64"}}};
 }
 
 Options WriteTable(WriteOptions& write) {
@@ -138,6 +142,38 @@ Command Verify(Arguments& all) {
     command.examples = {"decoder-host verify *.tta",
                         "decoder-host verify --recursive music --report checked.jsonl"};
     command.run = [&] { return VerifyFiles(all.plugin, all.batch, all.samples); };
+    return command;
+}
+
+Command Wave(Arguments& all) {
+    WaveOptions& options = all.wave;
+    Command command;
+    command.name = "wave";
+    command.summary = "Show files as waveform and spectrogram";
+    command.options =
+        BatchTable(all.batch, kAnyFile) +
+        Options{
+            {"-o,--output", "OUT", "The picture of one file, by its ending PNG or SVG; - is standard output",
+             &options.output, ValueKind::File},
+            {"--to", "FOLDER", "Where pictures go, with the folders of what was given", &options.folder,
+             ValueKind::Folder},
+            {"-f,--force", "", "Replace pictures that are there", &options.force},
+            {"--svg", "", "SVG in place of PNG, with --to and on standard output", &options.svg},
+            {"--size", "WIDTHxHEIGHT", "Of the picture, in pixels; 1600x900 when it isn't given",
+             &options.size},
+        } +
+        PieceTable(all.samples);
+    command.notes = {"Without -o or --to a small waveform of characters goes to standard output.",
+                     "The waveform has a lane for each channel, peaks in dark and loudness (RMS) in light. "
+                     "The spectrogram "
+                     "shows the loudest channel; a sine of full scale has 0 dBFS."};
+    command.examples = {"decoder-host wave song.tta", "decoder-host wave song.tta -o song.png",
+                        "decoder-host wave --recursive music --to pictures --svg"};
+    command.run = [&] {
+        options.batch = all.batch;
+        options.samples = all.samples;
+        return DrawWaves(all.plugin, options);
+    };
     return command;
 }
 
@@ -301,8 +337,8 @@ CommandLine MakeCommandLine(Arguments& all) {
         {"-v,--verbose", "", "Show the plug-in's own lines", &all.plugin.verbose},
         {"--version", "", "Show the versions of program, plug-in and worker", &all.version},
     };
-    line.commands = {Formats(all), Info(all),  Decode(all), Verify(all), Tags(all),
-                     Tag(all),     Untag(all), Art(all),    Doctor(all)};
+    line.commands = {Formats(all), Info(all), Decode(all), Verify(all), Wave(all),
+                     Tags(all),    Tag(all),  Untag(all),  Art(all),    Doctor(all)};
     line.notes = {
         "Exit codes: 0 done; 1 a file failed; 2 wrong usage; 4 a file is damaged or cut; 130 broken off with "
         "Ctrl-C."};

@@ -29,6 +29,16 @@ struct DecodeOptions {
     bool resume = false;
 };
 
+struct WaveOptions {
+    BatchOptions batch;
+    SampleOptions samples;
+    std::string output;  // empty: text on standard output; "-": the picture there
+    std::string folder;
+    std::string size;  // WIDTHxHEIGHT in pixels
+    bool svg = false;  // where no name says it
+    bool force = false;
+};
+
 struct ShowOptions {
     BatchOptions batch;
     std::vector<std::string> names;  // of tags whose values are wanted alone
@@ -75,6 +85,7 @@ int ShowInfo(const ContextOptions& plugin, const ShowOptions& options);
 int ShowTags(const ContextOptions& plugin, const ShowOptions& options);
 int DecodeFiles(const ContextOptions& plugin, const DecodeOptions& options);
 int VerifyFiles(const ContextOptions& plugin, const BatchOptions& batch, const SampleOptions& samples);
+int DrawWaves(const ContextOptions& plugin, const WaveOptions& options);
 int WriteTags(const ContextOptions& plugin, const TagOptions& options);
 int DeleteTags(const ContextOptions& plugin, const UntagOptions& options);
 int ExtractPictures(const ContextOptions& plugin, const ArtOptions& options);

@@ -97,13 +97,6 @@ bool IsWholeOutput(const std::string& output, const std::string& input, bool raw
     return !code && IsWholeWavFile(ReadStartOfFile(output, kWavStartSize), size);
 }
 
-void MakeFolderOf(const std::string& output) {
-    std::error_code code;
-    const fs::path folder = ToPath(output).parent_path();
-    if (!folder.empty()) fs::create_directories(folder, code);
-    if (code) throw Failure("can't make the folder " + PathText(folder) + ": " + code.message());
-}
-
 FileResult DecodeOne(const Job& job, const DecodeOptions& options, const PlannedOutput& planned) {
     if (!planned.refusal.empty()) throw Failure(planned.refusal);
     const std::string& output = planned.path;
@@ -113,11 +106,9 @@ FileResult DecodeOne(const Job& job, const DecodeOptions& options, const Planned
         result.outcome = Outcome::Skipped;
         return result;
     }
-    std::error_code ignored;
-    if (!options.force && output != "-" && fs::is_regular_file(ToPath(output), ignored) &&
-        !(options.resume && IsIncompleteWavFile(ReadStartOfFile(output, kWavStartSize)))) {
-        throw Failure(output + " is there already (--force replaces it)");
-    }
+    const bool replaces =
+        options.force || (options.resume && IsIncompleteWavFile(ReadStartOfFile(output, kWavStartSize)));
+    if (!replaces) RefuseExisting(output);
     if (!options.folder.empty()) MakeFolderOf(output);
 
     OutputSink sink(
@@ -168,20 +159,10 @@ FileResult VerifyOne(const Job& job, const SampleOptions& samples, bool quiet) {
 int DecodeFiles(const ContextOptions& plugin, const DecodeOptions& options) {
     CheckOptions(options);
     const Context context(plugin);
-    std::vector<InputFile> inputs = FilesOf(context, options.batch, Wanted::Audio);
-    // Over all parts of the work, so that no part takes the place of another's output.
-    std::vector<PlannedOutput> plan =
-        PlanOutputs(inputs, {options.output, options.folder, options.raw ? ".raw" : ".wav"});
-    const Shard shard(options.batch.shard);
-    std::vector<InputFile> files;
-    std::vector<PlannedOutput> outputs;
-    for (std::size_t index = 0; index < inputs.size(); ++index) {
-        if (!shard.Holds(inputs[index])) continue;
-        files.push_back(std::move(inputs[index]));
-        outputs.push_back(std::move(plan[index]));
-    }
-    return RunBatch(context, options.batch, files,
-                    [&](const Job& job) { return DecodeOne(job, options, outputs[job.index]); });
+    const PlannedPart part = PlanPart(options.batch.shard, FilesOf(context, options.batch, Wanted::Audio),
+                                      {options.output, options.folder, options.raw ? ".raw" : ".wav"});
+    return RunBatch(context, options.batch, part.files,
+                    [&](const Job& job) { return DecodeOne(job, options, part.outputs[job.index]); });
 }
 
 int VerifyFiles(const ContextOptions& plugin, const BatchOptions& batch, const SampleOptions& samples) {

@@ -1,18 +1,10 @@
 #include "host/commands/format_text.h"
 
+#include "host/sound/samples.h"
+
 namespace host {
 
 namespace {
-
-constexpr std::uint16_t kPcmTag = 1;
-constexpr std::uint16_t kFloatTag = 3;
-constexpr std::uint16_t kExtensibleTag = 0xFFFE;
-
-// The tag that says what the samples are; the extensible record keeps it in front of its identifier.
-std::uint16_t SampleTag(const DecoderWaveFormat& wave) {
-    if (wave.formatTag != kExtensibleTag) return wave.formatTag;
-    return static_cast<std::uint16_t>(wave.subFormat[0] | wave.subFormat[1] << 8);
-}
 
 std::string SampleKind(const DecoderWaveFormat& wave) {
     const std::uint16_t tag = SampleTag(wave);

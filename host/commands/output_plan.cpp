@@ -74,4 +74,30 @@ std::vector<PlannedOutput> PlanOutputs(const std::vector<InputFile>& inputs, con
     return plan;
 }
 
+PlannedPart PlanPart(const std::string& shard, const std::vector<InputFile>& inputs,
+                     const OutputRules& rules) {
+    std::vector<PlannedOutput> plan = PlanOutputs(inputs, rules);
+    const Shard part(shard);
+    PlannedPart planned;
+    for (std::size_t index = 0; index < inputs.size(); ++index) {
+        if (!part.Holds(inputs[index])) continue;
+        planned.files.push_back(inputs[index]);
+        planned.outputs.push_back(std::move(plan[index]));
+    }
+    return planned;
+}
+
+void RefuseExisting(const std::string& output) {
+    std::error_code ignored;
+    if (output != "-" && fs::is_regular_file(ToPath(output), ignored))
+        throw Failure(output + " is there already (--force replaces it)");
+}
+
+void MakeFolderOf(const std::string& output) {
+    std::error_code code;
+    const fs::path folder = ToPath(output).parent_path();
+    if (!folder.empty()) fs::create_directories(folder, code);
+    if (code) throw Failure("can't make the folder " + PathText(folder) + ": " + code.message());
+}
+
 }  // namespace host

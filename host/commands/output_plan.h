@@ -23,4 +23,18 @@ struct PlannedOutput {
 // Throws UsageFailure for one output of several inputs.
 std::vector<PlannedOutput> PlanOutputs(const std::vector<InputFile>& inputs, const OutputRules& rules);
 
+// The files of one part of the work, each with its output.
+struct PlannedPart {
+    std::vector<InputFile> files;
+    std::vector<PlannedOutput> outputs;
+};
+// Planned over all parts, so that none takes the place of another's output.
+PlannedPart PlanPart(const std::string& shard, const std::vector<InputFile>& inputs,
+                     const OutputRules& rules);
+
+// Before the work on an output begins: throws Failure when a file is there.
+void RefuseExisting(const std::string& output);
+// The folder that it is to lie in. Throws Failure.
+void MakeFolderOf(const std::string& output);
+
 }  // namespace host

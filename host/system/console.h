@@ -30,6 +30,9 @@ bool WriteText(std::FILE* stream, std::string_view text);
 // nothing comes.
 std::string ReadAnswer();
 
+// Whether it is a terminal that shows characters beyond ASCII.
+bool ShowsUnicode(std::FILE* stream);
+
 // Whether colours are wanted there: on a terminal that has them, and without NO_COLOR.
 bool HasColours(std::FILE* stream);
 

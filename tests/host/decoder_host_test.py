@@ -24,6 +24,7 @@ from care import Care, CareOnPosix
 from doctor import Doctor, DoctorOnPosix
 from many_files import ManyFiles, ManyOnPosix
 from sound import Sound, SoundOnPosix
+from waves import Waves, WavesOnPosix
 from host_kit import TIME_LIMIT, HostTest, ffmpeg, wav_chunks, worker_samples
 
 
@@ -110,7 +111,7 @@ class Showing(HostTest):
             self.assertIn(row["extension"], text)
 
     def test_help_for_every_command(self):
-        for command in ("formats", "info", "decode", "verify", "tags", "tag", "untag", "art", "doctor"):
+        for command in ("formats", "info", "decode", "verify", "wave", "tags", "tag", "untag", "art", "doctor"):
             self.assertIn(b"Example", self.host(command, "--help").stdout)
 
 
@@ -312,33 +313,16 @@ class OnPosix(HostTest):
                 os.remove("endless")
 
     def test_terminal(self):
-        import pty
-
         ffmpeg("-f", "lavfi", "-i", "sine=d=2", "-metadata", "title=a\x1b[2Jb", "good.tta")
 
-        def on_terminal(*arguments, answer=None):
-            pid, terminal = pty.fork()
-            if pid == 0:
-                os.execv(host_kit.OPTIONS.host, [host_kit.OPTIONS.host, *arguments])
-            output = b""
-            try:
-                while piece := os.read(terminal, 4096):
-                    output += piece
-                    if answer and output.endswith(b"[y/N] "):
-                        os.write(terminal, answer)
-            except OSError:
-                pass  # how Linux reports that the other side has gone
-            os.close(terminal)
-            return os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1]), output
-
-        code, output = on_terminal("decode", "good.tta", "--force", "-o", "out.wav")
+        code, output = self.on_terminal("decode", "good.tta", "--force", "-o", "out.wav")
         self.assertEqual(code, 0)
         self.assertRegex(output, rb"\[#+\] 0:02 / 0:02  [0-9.]+x *\r\nWrote out.wav: 0:02.000, [^\n]+\r\n\Z")
-        self.assertEqual(on_terminal("decode", "good.tta", "-o", "-")[0], 2)
-        self.assertIn(rb"a\u001B[2Jb", on_terminal("tags", "good.tta")[1])
+        self.assertEqual(self.on_terminal("decode", "good.tta", "-o", "-")[0], 2)
+        self.assertIn(rb"a\u001B[2Jb", self.on_terminal("tags", "good.tta")[1])
         for answer, code in ((b"n\n", 1), (b"y\n", 0)):
-            self.assertEqual(on_terminal("untag", "good.tta", answer=answer)[0], code)
-        self.assertEqual(on_terminal("tags", "good.tta"), (0, b""))
+            self.assertEqual(self.on_terminal("untag", "good.tta", answer=answer)[0], code)
+        self.assertEqual(self.on_terminal("tags", "good.tta"), (0, b""))
 
     def test_closed_standard_streams(self):
         """No file of ours may become the program's standard output or error."""
@@ -431,8 +415,8 @@ def main():
     # Wine takes the names that it is given for text of the locale's.
     os.environ["LC_ALL"] = "C.UTF-8"
     if host_kit.OPTIONS.runner:
-        global OnPosix, CareOnPosix, DoctorOnPosix, ManyOnPosix, SoundOnPosix
-        del OnPosix, CareOnPosix, DoctorOnPosix, ManyOnPosix, SoundOnPosix
+        global OnPosix, CareOnPosix, DoctorOnPosix, ManyOnPosix, SoundOnPosix, WavesOnPosix
+        del OnPosix, CareOnPosix, DoctorOnPosix, ManyOnPosix, SoundOnPosix, WavesOnPosix
     else:
         global OnWine
         del OnWine

@@ -64,6 +64,27 @@ class HostTest(unittest.TestCase):
             self.assertRegex(result.stderr, rb"\A(decoder-host: [^\n]+\n){%d}\Z" % lines)
         return result
 
+    def on_terminal(self, *arguments, answer=None, columns=80, **environment):
+        """The exit code, and what a terminal shows of the host; on POSIX systems alone."""
+        import fcntl
+        import pty
+        import termios
+
+        pid, terminal = pty.fork()
+        if pid == 0:
+            fcntl.ioctl(0, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
+            os.execve(OPTIONS.host, [OPTIONS.host, *arguments], {**os.environ, **environment})
+        output = b""
+        try:
+            while piece := os.read(terminal, 4096):
+                output += piece
+                if answer and output.endswith(b"[y/N] "):
+                    os.write(terminal, answer)
+        except OSError:
+            pass  # how Linux reports that the other side has gone
+        os.close(terminal)
+        return os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1]), output
+
     def json(self, *arguments, **settings):
         return json.loads(self.host(*arguments, "--json", **settings).stdout)
 

@@ -1,6 +1,8 @@
 #include "host/system/console.h"
 
 #include <fcntl.h>
+#include <langinfo.h>
+#include <locale.h>
 #include <signal.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -41,6 +43,15 @@ std::string ReadAnswer() {
     std::string answer;
     std::getline(std::cin, answer);
     return answer;
+}
+
+bool ShowsUnicode(std::FILE* stream) {
+    if (!IsTerminal(stream)) return false;
+    const locale_t locale = newlocale(LC_CTYPE_MASK, "", nullptr);
+    if (locale == nullptr) return false;
+    const bool isUtf8 = std::strcmp(nl_langinfo_l(CODESET, locale), "UTF-8") == 0;
+    freelocale(locale);
+    return isUtf8;
 }
 
 bool HasColours(std::FILE* stream) {

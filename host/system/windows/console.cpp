@@ -101,6 +101,11 @@ std::string ReadAnswer() {
     return decoder_plugin::ToUtf8(answer.substr(0, answer.find_first_of(u"\r\n")));
 }
 
+bool ShowsUnicode(std::FILE* stream) {
+    // What goes to a console goes there as UTF-16.
+    return IsTerminal(stream);
+}
+
 bool HasColours(std::FILE* stream) {
     // A console that doesn't take control sequences already would show them as text.
     DWORD mode = 0;
