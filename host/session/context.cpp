@@ -12,7 +12,7 @@ namespace host {
 namespace {
 
 std::filesystem::path PresentPlugin(const std::string& given) {
-    const std::filesystem::path path = PluginPath(given);
+    std::filesystem::path path = PluginPath(given);
     std::error_code ignored;
     if (!std::filesystem::is_regular_file(path, ignored)) throw Failure("no plug-in at " + PathText(path));
     return path;

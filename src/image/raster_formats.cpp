@@ -79,7 +79,7 @@ ImageInfo ReadGif(Qel::streamIn& stream) {
     const unsigned flags = ReadByte(stream);
     stream.skipExact(2);
     // Shorter than the colour table is: what follows is looked at as far as it makes sense.
-    if ((flags & 0x80) != 0) stream.skipExact((flags & 7) * 3);
+    if ((flags & 0x80) != 0) stream.skipExact(std::uint64_t{flags & 7} * 3);
     while (ReadByte(stream) == kExtension) {
         const unsigned label = ReadByte(stream);
         unsigned size = ReadByte(stream);

@@ -16,14 +16,15 @@
 #include "tags/tag_index.h"
 
 using namespace apev2;
+using namespace std::string_view_literals;
 
 namespace {
 
 constexpr std::uint32_t kBinaryFlags = 2;
 
-// Readers expect a file name in front of a picture; the path means nothing.
-constexpr std::string_view kJpegName{"C:\\Pretend.jpg", 15};  // with its NUL
-constexpr std::string_view kPngName{"C:\\Pretend.png", 15};
+// Readers expect a file name with a NUL in front of a picture; the path means nothing.
+constexpr std::string_view kJpegName = "C:\\Pretend.jpg\0"sv;
+constexpr std::string_view kPngName = "C:\\Pretend.png\0"sv;
 
 // One item as it will be written. What is binary is borrowed from the entry.
 struct Item {

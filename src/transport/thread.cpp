@@ -28,7 +28,7 @@ void thread::start(std::function<void()> function, int priority) {
     auto record = std::make_unique<Start>(Start{std::move(function), this});
     handle = platform::StartThread(Body, record.get(), priority);
     if (handle == nullptr) throw bug_check();
-    record.release();
+    static_cast<void>(record.release());  // Body has it
 }
 
 void thread::Body(void* started) {

@@ -161,7 +161,7 @@ ProcessHandle StartProcess(const ProcessStart& start) {
     HANDLE* const standard[] = {&info.StartupInfo.hStdInput, &info.StartupInfo.hStdOutput,
                                 &info.StartupInfo.hStdError};
     InheritedHandles inherited;
-    for (std::size_t i = 0; i < start.channels.size(); ++i) {
+    for (std::size_t i = 0; i < std::size(standard); ++i) {
         *standard[i] = ChildHandle(start.channels[i], kStandardHandles[i]);
         inherited.Add(*standard[i]);
     }

@@ -35,7 +35,7 @@ constexpr std::uint32_t kDataLengthBytes = 4;
 constexpr std::uint32_t kExtendedHeaderSmallest24 = 6;
 
 // A body takes memory in steps that its bytes have to fill first, each a few times larger than all before.
-constexpr std::uint64_t kBodyPiece = 1024 * 1024;
+constexpr std::uint64_t kBodyPiece = std::uint64_t{1024} * 1024;
 constexpr std::uint64_t kBodyGrowth = 3;
 constexpr std::uint64_t kUnsynchronisedPiece = 256;
 

@@ -41,9 +41,9 @@ std::int64_t Answered(clDecoder_ffmpeg& decoder, const char* label, Call call) n
     return result;
 }
 
-// What every such call needs of the host.
-bool Given(clDecoder_ffmpeg& decoder, bool all) noexcept {
-    return decoder.Failure().Demand(all, DECODER_FAILURE_INVALID_ARGUMENT, u"A null pointer was given.");
+// A call without a record that it needs.
+bool Refused(clDecoder_ffmpeg& decoder) noexcept {
+    return decoder.Failure().Demand(false, DECODER_FAILURE_INVALID_ARGUMENT, u"A null pointer was given.");
 }
 
 }  // namespace
@@ -73,14 +73,14 @@ std::int64_t Set(Decoder* decoder, const DecoderChar* key, DecoderParam* param) 
     if (decoder == nullptr) return 0;
     clDecoder_ffmpeg& own = *Own(decoder);
     return Answered(own, "clDecoder_ffmpeg::Set",
-                    [&] { return Given(own, key != nullptr && param != nullptr) && own.Set(key, *param); });
+                    [&] { return key != nullptr && param != nullptr ? own.Set(key, *param) : Refused(own); });
 }
 
 std::int64_t Open(Decoder* decoder, DecoderOpenInfo* info) {
     if (decoder == nullptr) return 0;
     clDecoder_ffmpeg& own = *Own(decoder);
     return Answered(own, "clDecoder_ffmpeg::Open",
-                    [&] { return Given(own, info != nullptr) && own.Open(*info); });
+                    [&] { return info != nullptr ? own.Open(*info) : Refused(own); });
 }
 
 std::int64_t Close(Decoder* decoder) {
@@ -95,7 +95,7 @@ std::int64_t DecodeBlock(Decoder* decoder, DecoderBlockInfo* block) {
     if (decoder == nullptr) return 0;
     clDecoder_ffmpeg& own = *Own(decoder);
     return Answered(own, "clDecoder_ffmpeg::DecodeBlock",
-                    [&] { return Given(own, block != nullptr) && own.DecodeBlock(*block); });
+                    [&] { return block != nullptr ? own.DecodeBlock(*block) : Refused(own); });
 }
 
 std::int64_t SetPosition(Decoder* decoder, std::int64_t position) {

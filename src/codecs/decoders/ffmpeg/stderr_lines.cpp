@@ -77,7 +77,7 @@ void StdErrLineQueue::Keep(std::string line, std::size_t shownFrom) {
     if (!bounds.inInput || before.done) {
         // Once there are some, more of them don't even tell a parse that the worker is alive.
         if (spareBytes > kSpareBytes) return;
-        spareBytes += sizeof line + line.size();
+        spareBytes += sizeof(std::string) + line.size();
     }
     if (lines.empty()) dataEvent.Set();
     lines.push_back(std::move(line));

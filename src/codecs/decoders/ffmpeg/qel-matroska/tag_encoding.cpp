@@ -68,6 +68,7 @@ bool MergeText(const IDTag& tag, TagValueMap& map) {
     clStringList pieces;
     pieces.Split(tag.Value);
     std::vector<TagValue> values;
+    values.reserve(static_cast<std::size_t>(pieces.count()));
     for (int i = 0; i < pieces.count(); ++i) values.push_back(MakeTagValue(key, pieces[i].Utf8()));
     return ReplaceList(map, key, std::move(values));
 }
