@@ -25,9 +25,15 @@ constexpr const char* kNotDecodable = "File could not be decoded";
 constexpr const char* kSourceDepth = "source";
 constexpr const char* kDefaultDepth = "default";
 
-std::string LastLineOf(std::string text) {
-    while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
-    return text.substr(text.find_last_of("\r\n") + 1);
+// Of what the worker wrote. The sums of its output, which it writes at every end, are no message.
+std::string LastMessageOf(const std::string& text) {
+    constexpr std::string_view kSums = "muxing overhead";
+    const std::vector<std::string> lines = Split(text, '\n');
+    for (auto line = lines.rbegin(); line != lines.rend(); ++line) {
+        const std::string words = WithoutBlanks(*line);
+        if (!words.empty() && words.find(kSums) == std::string::npos) return words;
+    }
+    return {};
 }
 
 // The path of a file that is written to: the plug-in opens it itself.
@@ -142,7 +148,7 @@ std::string Session::Reason(const std::string& subject, std::u16string_view logg
 }
 
 std::string Session::LastWords() const {
-    std::string words = LastLineOf(decoder_.WorkerMessages());
+    std::string words = LastMessageOf(decoder_.WorkerMessages());
     // "[demuxer @ address]" and the name of the input are no news.
     if (words.compare(0, 1, "[") == 0) words.erase(0, words.find(']') + 1);
     const std::size_t start = words.rfind(": ");

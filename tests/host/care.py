@@ -66,6 +66,7 @@ class Care(HostTest):
             file.write(whole[: len(whole) // 2])
         said = self.host("decode", "cut.flac", code=4).stderr
         self.assertIn(b"of 0:06.000 came", said)
+        self.assertNotIn(b"%", said, "sums of the worker's, which are no message")
         kept = wav_chunks("cut.wav")[b"data"]
         self.assertLess(len(kept), 88200 * 5)
         self.assertGreater(len(kept), 88200)
