@@ -1,7 +1,6 @@
 #include "host/command_line/help.h"
 
 #include <algorithm>
-#include <utility>
 #include <vector>
 
 #include "host/text/text.h"
@@ -11,9 +10,6 @@ namespace host {
 namespace {
 
 constexpr std::size_t kNarrowest = 40;
-
-// A row of a list: a name, and words about it in the column beside it.
-using Row = std::pair<std::string, std::string>;
 
 // Words in lines, the first of which goes on at column `column`; the others begin at `indent`.
 std::string Wrapped(const std::string& words, std::size_t column, std::size_t indent, std::size_t width) {
@@ -53,27 +49,10 @@ std::string Rows(const std::vector<Row>& rows, std::size_t width) {
     return text;
 }
 
-std::string Names(const Option& option) {
-    std::string names = option.names;
-    for (std::size_t at = names.find(','); at != std::string::npos; at = names.find(',', at + 1)) {
-        names.insert(at + 1, " ");
-    }
-    if (IsArgument(option)) return names + (IsRepeatable(option) ? "..." : "");
-    return option.value.empty() ? names : names + " " + option.value;
-}
-
-std::string Meaning(const Option& option) {
-    if (option.choices.empty()) return option.help;
-    std::string words = option.help + ":";
-    for (const std::string& choice : option.choices)
-        words += " " + choice + (&choice == &option.choices.back() ? "" : ",");
-    return words;
-}
-
 std::vector<Row> RowsOf(const std::vector<Option>& options, bool arguments) {
     std::vector<Row> rows;
     for (const Option& option : options) {
-        if (IsArgument(option) == arguments) rows.emplace_back(Names(option), Meaning(option));
+        if (IsArgument(option) == arguments) rows.push_back(HelpRow(option));
     }
     return rows;
 }
@@ -92,16 +71,15 @@ std::string Paragraphs(const std::vector<std::string>& notes, std::size_t width)
 
 std::string HelpText(const CommandLine& line, const Command* command, std::size_t width) {
     width = std::max(width, kNarrowest);
-    const std::vector<Row> help = {{"-h, --help", "Show this help"},
-                                   {"--help-all", "Show the help for every command"}};
-    std::vector<Row> common = RowsOf(line.options, false);
-    common.insert(common.begin(), help.begin(), help.end());
+    std::vector<Row> common = RowsOf(HelpOptions(), false);
+    const std::vector<Row> own = RowsOf(line.options, false);
+    common.insert(common.end(), own.begin(), own.end());
     if (command == nullptr) {
         std::vector<Row> commands;
         for (const Command& each : line.commands) commands.emplace_back(each.name, each.summary);
         return Wrapped(line.summary, 0, 0, width) + "\nUsage: " + line.name + " COMMAND [OPTION]...\n" +
                Section("Commands", commands, width) + Section("Options", common, width) +
-               Paragraphs(line.notes, width);
+               Section("Environment", line.environment, width) + Section("Exit codes", line.exitCodes, width);
     }
     std::string usage = "\nUsage: " + line.name + " " + command->name + " [OPTION]...";
     const std::vector<Row> arguments = RowsOf(command->options, true);

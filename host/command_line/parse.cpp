@@ -44,7 +44,7 @@ struct Adder {
     CLI::Option* Text(Target& target) const {
         CLI::Option* const added = app.add_option(option.names, target);
         added->transform(CLI::Validator(Unshield, ""));
-        if (!option.choices.empty()) added->check(CLI::IsMember(option.choices));
+        if (option.kind == ValueKind::Choice) added->check(CLI::IsMember(option.choices));
         return added;
     }
 };

@@ -220,12 +220,12 @@ Command Tag(Arguments& all) {
              "A tag; the other words are then files. A name given twice gets both values",
              &options.assignments},
             {"--cover", "TYPE[:DESCRIPTION]=IMAGE", "A picture, in place of the present one of its type",
-             &options.covers},
+             &options.covers, ValueKind::WordIsFile, PictureTypeWords()},
             {"--remove", "NAME", "Delete this tag", &options.removals},
             {"--from", "FILE", "Write the tags that \"tags --json\" showed", &options.from, ValueKind::File},
         } +
         WriteTable(all.write);
-    command.notes = {kTaggable, "Picture types: " + PictureTypeWords() + ".",
+    command.notes = {kTaggable, "Picture types: " + Joined(PictureTypeWords(), ", ") + ".",
                      "An empty value empties the tag. What begins with a dash goes behind \"--\"."};
     command.examples = {"decoder-host tag song.tta Title=\"A Song\" Artist=One Artist=Two",
                         "decoder-host tag --safe album/*.tta Album=\"An Album\" --remove Comment",
@@ -245,15 +245,15 @@ Command Untag(Arguments& all) {
     Command command;
     command.name = "untag";
     command.summary = "Delete tags by name, or all of them with the pictures";
-    command.options =
-        BatchTable(all.batch, kTaggableFile) +
-        Options{
-            {"--name", "NAME", "A tag", &options.names},
-            {"--cover", "TYPE", "Pictures of this type, as in the command tag", &options.covers},
-            {"--ignore-missing", "", "Don't fail for what isn't there", &options.ignoreMissing},
-            {"--yes", "", "Delete everything without asking", &options.yes},
-        } +
-        WriteTable(all.write);
+    command.options = BatchTable(all.batch, kTaggableFile) +
+                      Options{
+                          {"--name", "NAME", "A tag", &options.names},
+                          {"--cover", "TYPE", "Pictures of this type, as in the command tag", &options.covers,
+                           ValueKind::Word, PictureTypeWords()},
+                          {"--ignore-missing", "", "Don't fail for what isn't there", &options.ignoreMissing},
+                          {"--yes", "", "Delete everything without asking", &options.yes},
+                      } +
+                      WriteTable(all.write);
     command.notes = {kTaggable};
     command.examples = {"decoder-host untag song.tta --name Comment --name Genre",
                         "decoder-host untag song.mka --cover front", "decoder-host untag song.tta --yes"};
@@ -277,7 +277,8 @@ Command Art(Arguments& all) {
              &options.output, ValueKind::File},
             {"--to", "FOLDER", "All pictures, into this folder; of several files, a folder in it for each",
              &options.folder, ValueKind::Folder},
-            {"--type", "TYPE", "Pictures of this type alone", &options.type},
+            {"--type", "TYPE", "Pictures of this type alone", &options.type, ValueKind::Word,
+             PictureTypeWords()},
             {"-f,--force", "", "Replace files that are there", &options.force},
         };
     command.examples = {"decoder-host art song.mka --to covers", "decoder-host art song.mka -o - | viewer"};
@@ -315,12 +316,33 @@ bool IsArgument(const Option& option) {
     return option.names.front() != '-';
 }
 
+std::vector<std::string> NamesOf(const Option& option) {
+    return Split(option.names, ',');
+}
+
 bool IsFlag(const Option& option) {
     return std::holds_alternative<bool*>(option.target);
 }
 
 bool IsRepeatable(const Option& option) {
     return std::holds_alternative<std::vector<std::string>*>(option.target);
+}
+
+Row HelpRow(const Option& option) {
+    std::string names = Joined(NamesOf(option), ", ");
+    if (IsArgument(option)) {
+        names += IsRepeatable(option) ? "..." : "";
+    } else if (!option.value.empty()) {
+        names += " " + option.value;
+    }
+    const bool listed = option.kind == ValueKind::Choice;
+    return {names, option.help + (listed ? ": " + Joined(option.choices, ", ") : "")};
+}
+
+std::vector<Option> HelpOptions() {
+    bool* const none = nullptr;
+    return {{"-h,--help", "", "Show this help", none},
+            {"--help-all", "", "Show the help for every command", none}};
 }
 
 CommandLine MakeCommandLine(Arguments& all) {
@@ -339,9 +361,13 @@ CommandLine MakeCommandLine(Arguments& all) {
     };
     line.commands = {Formats(all), Info(all), Decode(all), Verify(all), Wave(all),
                      Tags(all),    Tag(all),  Untag(all),  Art(all),    Doctor(all)};
-    line.notes = {
-        "Exit codes: 0 done; 1 a file failed; 2 wrong usage; 4 a file is damaged or cut; 130 broken off with "
-        "Ctrl-C."};
+    line.exitCodes = {{"0", "done"},
+                      {"1", "a file failed"},
+                      {"2", "wrong usage"},
+                      {"4", "no file failed, but one is damaged or cut"},
+                      {"130", "broken off with Ctrl-C"}};
+    line.environment = {{"NO_COLOR", "Without colours, when it isn't empty"},
+                        {"TMPDIR", "Where the command doctor makes its files; TMP on Windows"}};
     line.run = [&] { return RunWithoutCommand(all); };
     return line;
 }

@@ -4,13 +4,15 @@
 
 #include <functional>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
 namespace host {
 
-// What a value is, for a shell that completes it.
-enum class ValueKind { Text, File, Folder, Choice };
+// What a value is, for a shell that completes it: one of the choices, and nothing else is taken; a word, of
+// which the choices are some; such a word in front of an equals sign and a file.
+enum class ValueKind { Text, File, Folder, Choice, Word, WordIsFile };
 
 // An option, a flag or an argument, and where its value goes.
 struct Option {
@@ -20,7 +22,7 @@ struct Option {
     // A flag, a single value, or one that may be given again.
     std::variant<bool*, int*, unsigned*, std::string*, std::vector<std::string>*> target;
     ValueKind kind = ValueKind::Text;
-    std::vector<std::string> choices = {};  // of ValueKind::Choice
+    std::vector<std::string> choices = {};
 };
 
 struct Command {
@@ -33,19 +35,32 @@ struct Command {
     std::function<int()> run;
 };
 
+// A name and what it means.
+using Row = std::pair<std::string, std::string>;
+
 struct CommandLine {
     std::string name;
     std::string summary;
     std::vector<Option> options;  // for every command
     std::vector<Command> commands;
-    std::vector<std::string> notes;
-    std::function<int()> run;  // without a command
+    std::vector<Row> exitCodes;
+    std::vector<Row> environment;  // variables that change what the program does
+    std::function<int()> run;      // without a command
 };
 
 bool IsArgument(const Option& option);
+// "-o" and "--output" of such an option.
+std::vector<std::string> NamesOf(const Option& option);
 bool IsFlag(const Option& option);
 // Whether its value may be given again.
 bool IsRepeatable(const Option& option);
+
+// What stands for an option or argument in help: its names and its value; and what it means, with its
+// choices.
+Row HelpRow(const Option& option);
+
+// The options by which the parser itself gives help. They have no targets.
+std::vector<Option> HelpOptions();
 
 // What a parse fills in.
 struct Arguments;

@@ -58,9 +58,10 @@ void RequirePresent(const std::string& file, const UntagOptions& options, const 
     }
     for (const std::string& word : options.covers) {
         if (HasPicture(tags, word)) continue;
-        throw Failure(file + " has no picture of the type \"" + word + "\"" +
-                      (PictureTypeFromWord(word).empty() ? "; there are " + PictureTypeWords() : "") +
-                      " (--ignore-missing passes over it)");
+        throw Failure(
+            file + " has no picture of the type \"" + word + "\"" +
+            (PictureTypeFromWord(word).empty() ? "; there are " + Joined(PictureTypeWords(), ", ") : "") +
+            " (--ignore-missing passes over it)");
     }
 }
 

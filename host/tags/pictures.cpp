@@ -88,12 +88,9 @@ std::string PictureTypeFromWord(std::string_view word) {
     return {};
 }
 
-std::string PictureTypeWords() {
-    std::string words;
-    for (const TypeWord& row : kTypeWords) {
-        if (!words.empty()) words += ", ";
-        words += row.word;
-    }
+std::vector<std::string> PictureTypeWords() {
+    std::vector<std::string> words;
+    for (const TypeWord& row : kTypeWords) words.emplace_back(row.word);
     return words;
 }
 
@@ -139,7 +136,7 @@ Cover ParseCover(const std::string& argument) {
     if (colon != std::string::npos) cover.description = what.substr(colon + 1);
     if (cover.type.empty()) {
         throw UsageFailure("no picture type \"" + what.substr(0, colon) + "\"; there are " +
-                           PictureTypeWords());
+                           Joined(PictureTypeWords(), ", "));
     }
     return cover;
 }

@@ -30,7 +30,7 @@ std::string BuildPictureName(std::uint64_t number, const std::string& type, cons
 std::string PictureTypeFromWord(std::string_view word);
 
 // All words, for help and for messages.
-std::string PictureTypeWords();
+std::vector<std::string> PictureTypeWords();
 
 // What an image file's first bytes say that it is; null members when they say nothing.
 struct ImageKind {

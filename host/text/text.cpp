@@ -124,6 +124,15 @@ std::vector<std::string> Split(std::string_view text, char separator) {
     }
 }
 
+std::string Joined(const std::vector<std::string>& pieces, std::string_view separator) {
+    std::string text;
+    for (const std::string& piece : pieces) {
+        if (&piece != &pieces.front()) text += separator;
+        text += piece;
+    }
+    return text;
+}
+
 std::string ErrnoText(int code) {
     return std::generic_category().message(code);
 }

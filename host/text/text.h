@@ -33,6 +33,8 @@ std::string EscapeControls(std::string_view text);
 // The pieces between the separators; always at least one.
 std::vector<std::string> Split(std::string_view text, char separator);
 
+std::string Joined(const std::vector<std::string>& pieces, std::string_view separator);
+
 // What errno means, in the system's words.
 std::string ErrnoText(int code);
 

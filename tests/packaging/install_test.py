@@ -43,6 +43,12 @@ with tempfile.TemporaryDirectory() as folder:
     worker = prefix / "lib/decoder-ffmpeg/ffmpeg-lgpl.exe"
     assert worker.is_symlink()
 
+    run(prefix / "bin/decoder-host", "doctor", cwd="/")
+    for file in ("man/man1/decoder-host.1.gz", "man/man1/decoder-host-decode.1.gz",
+                 "bash-completion/completions/decoder-host", "zsh/site-functions/_decoder-host",
+                 "fish/vendor_completions.d/decoder-host.fish"):  # fmt: skip
+        assert (prefix / "share" / file).is_file(), file
+
     song = folder / "tone.tta"
     run("ffmpeg", "-v", "error", "-nostdin", "-f", "lavfi", "-i", "sine=duration=1", "-metadata", "title=A tone", song)
     shown = run(prefix / "bin/decoder-host", "info", "--json", song, cwd="/")
