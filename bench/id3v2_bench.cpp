@@ -1,9 +1,8 @@
-// Reading ID3v2 tags against TagLib, and a rewrite, in place or with the tail of a large file, against a
-// plain copy of the bytes that it moves.
+// Rewriting an ID3v2 tag, in place or with the tail of a large file, against a plain copy of the bytes that
+// it moves.
 #include <taglib/attachedpictureframe.h>
 #include <taglib/id3v2tag.h>
 #include <taglib/textidentificationframe.h>
-#include <taglib/trueaudiofile.h>
 
 #include <cstdio>
 #include <cstring>
@@ -21,8 +20,6 @@
 
 namespace {
 
-constexpr int kFiles = 300;
-constexpr int kRounds = 15;
 constexpr int kWrites = 200;
 constexpr int kMoves = 3;
 constexpr std::int64_t kTail = std::int64_t{1} << 30;
@@ -52,48 +49,6 @@ std::string MakeTag(std::size_t pictureBytes, TagLib::ID3v2::Version version) {
     }
     const TagLib::ByteVector bytes = tag.render(version);
     return {bytes.data(), bytes.size()};
-}
-
-std::size_t ReadByUs(const clString& path) {
-    clFile file(path);
-    Require(file.Open(clFile::kRead), "not opened");
-    TagID3v2 engine(file);
-    IDTags tags;
-    Require(engine.Read(tags, false) && tags.count() >= 10, "no tags read");
-    return static_cast<std::size_t>(tags.count());
-}
-
-// Without audio properties it looks for the tags alone; that it looks for an ID3v1 tag too costs one read.
-std::size_t ReadByTagLib(const std::string& path) {
-    TagLib::TrueAudio::File file(path.c_str(), false);
-    Require(file.hasID3v2Tag(), "TagLib found no tag");
-    return file.ID3v2Tag()->frameList().size();
-}
-
-void CompareReading(const kit::TempFolder& folder, std::size_t pictureBytes, TagLib::ID3v2::Version version,
-                    Table& table) {
-    std::vector<std::string> names;
-    std::vector<clString> wideNames;
-    const std::string bytes = MakeTag(pictureBytes, version) + std::string(kBlock, 'a');
-    for (int i = 0; i < kFiles; ++i) {
-        const std::filesystem::path path = folder / (std::to_string(i) + ".tta");
-        kit::WriteFile(path, bytes);
-        names.push_back(path.string());
-        wideNames.push_back(Wide(path));
-    }
-    std::size_t entries = 0;
-    const auto [ours, theirs] = RunInTurn(
-        kRounds,
-        [&] {
-            for (const clString& name : wideNames) entries += ReadByUs(name);
-        },
-        [&] {
-            for (const std::string& name : names) entries += ReadByTagLib(name);
-        });
-    Require(entries > 0, "nothing was read");
-    const double perFile = 1e6 / kFiles;
-    table.Add({version == TagLib::ID3v2::v3 ? "2.3" : "2.4", std::to_string(pictureBytes / 1024) + " KiB",
-               Fixed(ours * perFile, 2), Fixed(theirs * perFile, 2), Fixed(ours / theirs, 2)});
 }
 
 double WriteSeconds(clFile& file, const char16_t* title) {
@@ -166,13 +121,6 @@ void MeasureWriting(const kit::TempFolder& folder, Table& table) {
 int main() {
     try {
         const kit::TempFolder folder;
-        Table reading({"Version", "Picture", "Ours, us per file", "TagLib, us per file", "Ratio"});
-        for (const auto version : {TagLib::ID3v2::v3, TagLib::ID3v2::v4}) {
-            for (const std::size_t kibibytes : {0, 200, 2000})
-                CompareReading(folder, kibibytes * 1024, version, reading);
-        }
-        reading.Print();
-        std::puts("");
         Table writing({"Rewriting", "Ours", "Plain copy", "Ratio"});
         MeasureWriting(folder, writing);
         writing.Print();

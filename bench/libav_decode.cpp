@@ -13,6 +13,22 @@ void Demand(bool holds, const char* what) {
 }
 }  // namespace
 
+std::size_t LibavAttachmentBytes(const std::string& file) {
+    av_log_set_level(AV_LOG_QUIET);
+    AVFormatContext* format = nullptr;
+    Demand(avformat_open_input(&format, file.c_str(), nullptr, nullptr) == 0, "libav can't open the file");
+    const bool tagged = av_dict_count(format->metadata) >= 9;
+    std::size_t bytes = 0;
+    for (unsigned i = 0; i < format->nb_streams; ++i) {
+        const AVStream& stream = *format->streams[i];
+        if ((stream.disposition & AV_DISPOSITION_ATTACHED_PIC) != 0)
+            bytes = static_cast<std::size_t>(stream.attached_pic.size);
+    }
+    avformat_close_input(&format);
+    Demand(tagged, "libav finds no tags");
+    return bytes;
+}
+
 struct LibavDecode::State {
     AVFormatContext* format = nullptr;
     AVCodecContext* codec = nullptr;

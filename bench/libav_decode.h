@@ -4,6 +4,10 @@
 #include <memory>
 #include <string>
 
+// Opens a file for its tags and attachments and lets it go; the bytes of the first attachment, 0 without one.
+// Throws std::runtime_error.
+std::size_t LibavAttachmentBytes(const std::string& file);
+
 class LibavDecode {
   public:
     // Opens the file and its decoder. Throws std::runtime_error.

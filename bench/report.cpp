@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "system.h"
-
 double Median(std::vector<double> values) {
     std::sort(values.begin(), values.end());
     const std::size_t middle = values.size() / 2;
@@ -17,18 +15,25 @@ double Percentile(std::vector<double> values, int percent) {
     return values[std::max<std::size_t>(rank, 1) - 1];
 }
 
-Race RunInTurn(int rounds, const std::function<void()>& ours, const std::function<void()>& theirs) {
-    std::vector<double> own;
-    std::vector<double> rival;
+Race RunInTurn(int rounds, const std::function<void()>& ours, const std::function<void()>& theirs,
+               double (*clock)()) {
+    Race race;
     for (int round = 0; round < rounds; ++round) {
-        const double start = WallSeconds();
+        const double start = clock();
         ours();
-        const double middle = WallSeconds();
+        const double middle = clock();
         theirs();
-        own.push_back(middle - start);
-        rival.push_back(WallSeconds() - middle);
+        race.ours.push_back(middle - start);
+        race.theirs.push_back(clock() - middle);
     }
-    return {Median(own), Median(rival)};
+    return race;
+}
+
+std::string Race::RatioWithSpread() const {
+    std::vector<double> ratios;
+    for (std::size_t i = 0; i < ours.size(); ++i) ratios.push_back(ours[i] / theirs[i]);
+    return Fixed(Median(ratios), 2) + " (" + Fixed(Percentile(ratios, 10), 2) + " - " +
+           Fixed(Percentile(ratios, 90), 2) + ")";
 }
 
 std::string Fixed(double value, int decimals) {

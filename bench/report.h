@@ -11,12 +11,20 @@ double Median(std::vector<double> values);
 // The value that `percent` of them don't pass; at least one.
 double Percentile(std::vector<double> values, int percent);
 
-// Median seconds of two rivals that run in turn, so that both meet the same disturbances.
+// Seconds of two rivals that run in turn, so that both meet the same disturbances, round by round.
 struct Race {
-    double ours;
-    double theirs;
+    std::vector<double> ours;
+    std::vector<double> theirs;
+
+    double Ours() const { return Median(ours); }
+    double Theirs() const { return Median(theirs); }
+    // Of the two of a round: the middle, and what 10 and 90 percent of the rounds don't pass. A wide spread
+    // tells of a busy machine.
+    std::string RatioWithSpread() const;
 };
-Race RunInTurn(int rounds, const std::function<void()>& ours, const std::function<void()>& theirs);
+// With ProcessorSeconds as the clock what others do on the machine counts less; for jobs that never wait.
+Race RunInTurn(int rounds, const std::function<void()>& ours, const std::function<void()>& theirs,
+               double (*clock)());
 
 // A number with so many digits behind the point.
 std::string Fixed(double value, int decimals);

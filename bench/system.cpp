@@ -1,8 +1,8 @@
 #include "system.h"
 
 #include <fcntl.h>
+#include <malloc.h>
 #include <spawn.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -11,28 +11,21 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
 
 extern char** environ;
 
-namespace {
-
-double Seconds(const timeval& time) {
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
-}
-
-}  // namespace
-
 double WallSeconds() {
     return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
 double ProcessorSeconds() {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return Seconds(usage.ru_utime) + Seconds(usage.ru_stime);
+    timespec time{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
 }
 
 long ReadCalls() {
@@ -94,6 +87,33 @@ int RunToEnd(const std::vector<std::string>& arguments) {
     while (program.Read(sink) > 0) {
     }
     return program.Wait();
+}
+
+long PeakKibibytes(const std::function<void()>& job) {
+    const auto kibibytes = [](const std::string& wanted) {
+        std::ifstream status("/proc/self/status");
+        for (std::string line; std::getline(status, line);) {
+            if (line.starts_with(wanted)) return std::atol(line.c_str() + wanted.size());
+        }
+        return 0L;
+    };
+    std::array<int, 2> ends{};
+    if (pipe(ends.data()) != 0) throw std::runtime_error("can't make a pipe");
+    const pid_t child = fork();
+    if (child == 0) {
+        malloc_trim(0);
+        const long before = kibibytes("VmRSS:");
+        std::ofstream("/proc/self/clear_refs") << "5";  // forget the peak so far
+        job();
+        const long growth = kibibytes("VmHWM:") - before;
+        _exit(write(ends[1], &growth, sizeof growth) == sizeof growth ? 0 : 1);
+    }
+    close(ends[1]);
+    long growth = -1;
+    const bool told = read(ends[0], &growth, sizeof growth) == sizeof growth;
+    close(ends[0]);
+    waitpid(child, nullptr, 0);
+    return told ? growth : -1;
 }
 
 std::string OwnPath() {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <span>
 #include <string>
 #include <vector>
@@ -35,6 +36,10 @@ class PipedProgram {
 
 // Runs a program to its end and throws its output away; the exit status, or -1 when there is no such program.
 int RunToEnd(const std::vector<std::string>& arguments);
+
+// By how much the memory of this process grows at most while the job runs, in pages that are really used. The
+// job runs in a copy of the process.
+long PeakKibibytes(const std::function<void()>& job);
 
 // This program's own file.
 std::string OwnPath();

@@ -33,7 +33,7 @@ PLAIN_PROCESSOR = ('glibc.cpu.hwcaps=-AVX,-AVX2,-AVX512F,-AVX512VL,-AVX512BW,-AV
 
 
 def run(command):
-    done = subprocess.run(command, env={**os.environ, 'GLIBC_TUNABLES': PLAIN_PROCESSOR, 'LC_ALL': 'C'},
+    done = subprocess.run(command, env={**os.environ, 'GLIBC_TUNABLES': PLAIN_PROCESSOR, 'LD_BIND_NOW': '1', 'LC_ALL': 'C'},
                           stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
     if done.returncode != 0:
         raise RuntimeError(f'{" ".join(command)}: {done.stderr.strip()}')

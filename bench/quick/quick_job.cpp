@@ -50,12 +50,11 @@ using Prepare = std::function<Job(const clString& path)>;
 
 Job ReadJob(const clString& path, bool matroska) {
     return [path, matroska] {
-        IDTags tags;
         clString version;
         clBuffer blob;
-        Require(matroska ? MatroskaTags::Read(path.text(), tags, {}) : ReadStdTags(path, tags, version, {}),
+        Require(matroska ? MatroskaTags::ReadBlob(path.text(), blob, {})
+                         : ReadStdTagBlob(path, blob, version, {}),
                 "no tags read");
-        Require(tags.Serialise(blob), "no blob");
     };
 }
 

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <string_view>
+#include <utility>
 
 #include "support/clstring.h"
 
@@ -28,6 +29,9 @@ class clPtrList {
         if (count_ == capacity_) Grow();
         items_[count_++] = item;
     }
+
+    // Hands the item over and leaves a null in its place.
+    T* Release(int index) noexcept { return std::exchange(items_[index], nullptr); }
 
     void RemoveAt(int index) noexcept {
         std::copy(items_ + index + 1, items_ + count_, items_ + index);

@@ -123,6 +123,7 @@ class clString {
 
     void SetLength(std::int32_t length) noexcept;
     void Replace(std::int32_t from, std::int32_t count, std::u16string_view source, std::int32_t extra);
+    bool SetFromAscii(std::string_view bytes);
 
     std::unique_ptr<char16_t[]> storage_;
     std::int32_t size_ = 1;

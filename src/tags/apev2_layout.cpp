@@ -88,7 +88,7 @@ bool TakeItem(std::span<std::byte>& rest, StoredItem& item) noexcept {
     const std::span<std::byte> behind = rest.subspan(kItemFixedBytes);
     const std::size_t keyLength = Characters(behind).find('\0');
     if (keyLength == std::string_view::npos || behind.size() - keyLength - 1 < valueSize) return false;
-    item.type = static_cast<ItemType>((flags >> 1) & 3);
+    item.type = TypeOf(flags);
     item.key = Characters(behind.first(keyLength));
     item.value = behind.subspan(keyLength + 1, valueSize);
     rest = behind.subspan(keyLength + 1 + valueSize);

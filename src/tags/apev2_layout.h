@@ -31,6 +31,10 @@ Presence ReadFooter(clFile& file, std::int64_t end, Record& footer) noexcept;
 
 enum class ItemType : std::uint32_t { Text = 0, Binary = 1, Locator = 2, Reserved = 3 };
 
+constexpr ItemType TypeOf(std::uint32_t itemFlags) noexcept {
+    return static_cast<ItemType>((itemFlags >> 1) & 3);
+}
+
 struct StoredItem {
     ItemType type;
     std::string_view key;

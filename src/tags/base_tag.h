@@ -28,6 +28,10 @@ class BaseTag {
     // any; to those of an ID3v2 tag as the first, even when it holds nothing that is shown.
     virtual bool Read(IDTags& tags, bool wantVersion) noexcept = 0;
 
+    // To be set before Read: large binary values that stand in the file as they are stay there, and are told
+    // of as IDTag::Stored. That they can be read isn't known then.
+    bool leavesLargeValues = false;
+
     // Whether the file has such a tag, whatever is in it.
     virtual Presence Look() noexcept = 0;
     bool Exists() noexcept { return Look() == Presence::Present; }

@@ -6,6 +6,7 @@
 #include <new>
 #include <string>
 
+#include "support/clfile.h"
 #include "support/endian.h"
 
 namespace {
@@ -16,13 +17,19 @@ constexpr std::size_t kLengthBytes = 4;
 std::uint64_t EntryBytes(const IDTag& tag) noexcept {
     const auto units =
         static_cast<std::uint64_t>(tag.Name.size()) + static_cast<std::uint64_t>(tag.Value.size());
-    return kLengthBytes + 2 * units + tag.Data.size();
+    return kLengthBytes + 2 * units + tag.Data.size() + tag.Stored.size;
 }
 
 std::byte* PutText(std::byte* target, const clString& text) noexcept {
     const char16_t* units = text.text();
     for (std::int32_t i = 0; i < text.size(); ++i, target += 2) PutLittle16(target, units[i]);
     return target;
+}
+
+bool FetchStored(const StoredBytes& stored, clFile* source, std::byte* target) noexcept {
+    if (stored.size == 0) return true;
+    return source != nullptr && source->Seek(stored.position, clFile::Where::Start) &&
+           source->Read(target, stored.size) == stored.size;
 }
 
 // Takes a NUL-terminated text off the front of `rest`; without a NUL in it nothing is taken.
@@ -73,6 +80,13 @@ IDTag& IDTags::AddBinary(std::u16string_view name, std::span<const std::byte> by
     return tag;
 }
 
+IDTag& IDTags::AddStored(std::u16string_view name, const StoredBytes& bytes) {
+    IDTag& tag = Add();
+    tag.Name.Set(name);
+    tag.Stored = bytes;
+    return tag;
+}
+
 IDTag* IDTags::Find(std::u16string_view name, bool strip) noexcept {
     const std::u16string_view wanted = NormalisedTagName(name, strip);
     for (IDTag* tag : entries_) {
@@ -109,7 +123,7 @@ clString IDTags::TakeVersion() {
     return {};
 }
 
-bool IDTags::Serialise(clBuffer& buffer) const noexcept {
+bool IDTags::Serialise(clBuffer& buffer, clFile* source) const noexcept {
     std::uint64_t total = kCountBytes;
     for (const IDTag* tag : entries_) total += EntryBytes(*tag);
     if (total > std::numeric_limits<std::uint32_t>::max() ||
@@ -126,6 +140,11 @@ bool IDTags::Serialise(clBuffer& buffer) const noexcept {
         target = PutText(target, tag->Value);
         if (!tag->Data.empty()) std::memcpy(target, tag->Data.data(), tag->Data.size());
         target += tag->Data.size();
+        if (!FetchStored(tag->Stored, source, target)) {
+            buffer.Clear();
+            return false;
+        }
+        target += tag->Stored.size;
     }
     return true;
 }

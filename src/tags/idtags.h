@@ -10,12 +10,24 @@
 #include "support/cllists.h"
 #include "support/clstring.h"
 
+class clFile;
+
+// Bytes that were left in the file that they were found in.
+struct StoredBytes {
+    std::int64_t position = 0;
+    std::uint32_t size = 0;
+};
+
+// Who may leave large values in the file doesn't do so below this many bytes.
+inline constexpr std::uint32_t kSmallestLeft = 16384;
+
 // A text tag has an empty Data; a binary tag (a picture, a binary item) has Data and, by convention, an empty
 // Value. Copies are deep.
 struct IDTag {
     clString Name;   // as it came; never changed in case
     clString Value;  // several values of one name are joined by U+000D
     clBuffer Data;
+    StoredBytes Stored;  // in place of Data, for who asked an engine to leave large values where they are
 };
 
 // The beginning of the name of a picture; the image file's bytes are in its Data.
@@ -48,6 +60,19 @@ class IDTags {
     IDTag& AddText(std::u16string_view name, std::u16string_view value);
     IDTag& AddCopy(const IDTag& tag);
     IDTag& AddBinary(std::u16string_view name, std::span<const std::byte> bytes);
+    IDTag& AddStored(std::u16string_view name, const StoredBytes& bytes);
+
+    // Takes those entries of `other` over, at the end and in their order, for which `wanted(entry)` is true;
+    // the rest is deleted. References to what was taken stay good.
+    template <typename Predicate>
+    void TakeIf(IDTags& other, Predicate wanted) {
+        for (int i = 0; i < other.count(); ++i) {
+            if (!wanted(*other.entries_[i])) continue;
+            entries_.Add(other.entries_[i]);
+            Current = other.entries_.Release(i);
+        }
+        other.Clear();
+    }
 
     // The first entry whose normalised name equals the normalised `name`, or null.
     IDTag* Find(std::u16string_view name, bool strip) noexcept;
@@ -73,8 +98,10 @@ class IDTags {
     // Takes the first "TagVersion" entry out and gives its value; empty when there is none.
     clString TakeVersion();
 
-    // Writes the tag blob. False, with an empty buffer, when it would pass 4 GiB or memory is exhausted.
-    bool Serialise(clBuffer& buffer) const noexcept;
+    // Writes the tag blob; what was left in the file `source`, which is still open, is read into its place in
+    // it. False, with an empty buffer, when it would pass 4 GiB, memory is exhausted or the file can't be
+    // read.
+    bool Serialise(clBuffer& buffer, clFile* source = nullptr) const noexcept;
 
     // Replaces the collection by what a tag blob holds, up to the first thing in it that doesn't fit.
     void Parse(const void* bytes, std::int32_t size);

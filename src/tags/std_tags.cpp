@@ -1,5 +1,6 @@
 #include "tags/std_tags.h"
 
+#include <new>
 #include <utility>
 
 #include "support/clfile.h"
@@ -40,12 +41,7 @@ class Merger {
         const clString kind = own.TakeVersion();
         if (!version_.IsEmpty() && !kind.IsEmpty()) version_.Append(kVersionSeparator);
         version_.Append(kind);
-        for (IDTag* tag : own) {
-            if (index_.Find(tag->Name) != nullptr) continue;
-            IDTag& merged = tags_.Add();
-            merged = std::move(*tag);
-            index_.Add(merged);
-        }
+        tags_.TakeIf(own, [this](IDTag& tag) { return index_.TryAdd(tag); });
         return true;
     }
 
@@ -74,20 +70,37 @@ bool DeleteOrLog(BaseTag& engine, const clStringList& names, const char16_t* fai
     return false;
 }
 
-}  // namespace
-
-bool ReadStdTags(const clString& path, IDTags& tags, clString& version, const clLogHandles& decoder) {
+bool ReadFrom(clFile& file, bool leaveLargeValues, IDTags& tags, clString& version,
+              const clLogHandles& decoder) {
     tags.Clear();
     version.Set(u"");
-    clFile file(path);
     if (!OpenOrLog(file, clFile::kRead, kNotOpenedForReading, decoder, kReadLabel)) return false;
     TagAPEv2 ape(file);
     TagID3v2 id3v2(file);
     TagID3v1 id3v1(file);
+    ape.leavesLargeValues = id3v2.leavesLargeValues = leaveLargeValues;
     Merger merger(tags, version);
     if (merger.Read(ape) && merger.Read(id3v2) && merger.Read(id3v1)) return true;
     clLog::Error(u"Reading tags failed.", decoder, kReadLabel);
     return false;
+}
+
+}  // namespace
+
+bool ReadStdTags(const clString& path, IDTags& tags, clString& version, const clLogHandles& decoder) {
+    clFile file(path);
+    return ReadFrom(file, false, tags, version, decoder);
+}
+
+bool ReadStdTagBlob(const clString& path, clBuffer& blob, clString& version, const clLogHandles& decoder) {
+    IDTags tags;
+    clFile file(path);
+    if (!ReadFrom(file, true, tags, version, decoder)) return false;
+    if (tags.Serialise(blob, &file)) return true;
+    // What was left in the file can't be read; what that means for its tags is told by reading them whole.
+    if (!ReadStdTags(path, tags, version, decoder)) return false;
+    if (!tags.Serialise(blob)) throw std::bad_alloc();
+    return true;
 }
 
 bool WriteStdTags(const clString& path, const IDTags& tags, StdTagFamily family,

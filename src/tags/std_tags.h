@@ -13,6 +13,10 @@ enum class StdTagFamily { Ape = 1, Reserved = 2, Id3v2 = 3 };
 // before it held stays in `tags`.
 bool ReadStdTags(const clString& path, IDTags& tags, clString& version, const clLogHandles& decoder);
 
+// The same as a tag blob: the bytes of a picture go from the file straight to their place in it, wherever
+// they stand there as they are. Exhausted memory is raised.
+bool ReadStdTagBlob(const clString& path, clBuffer& blob, clString& version, const clLogHandles& decoder);
+
 // Brings the tags into every kind of tag that the file has, ID3v1, ID3v2, APE; creates the family's own kind
 // in a file without ID3v2 and APE. False when one fails; what the ones before it changed stays.
 bool WriteStdTags(const clString& path, const IDTags& tags, StdTagFamily family, const clLogHandles& decoder);

@@ -6,9 +6,11 @@
 #include <limits>
 #include <new>
 #include <span>
+#include <utility>
 
 #include "support/endian.h"
 #include "tags/apev2_format.h"
+#include "tags/apev2_items.h"
 #include "tags/apev2_layout.h"
 #include "tags/art_key.h"
 #include "tags/multi_values.h"
@@ -28,13 +30,16 @@ class ItemReader {
   public:
     ItemReader(std::uint32_t version, IDTags& tags) noexcept : version_(version), tags_(tags) {}
 
-    void Add(const StoredItem& item) {
+    // `leftAt` is the place in the file of a value that was left there, else negative.
+    void Add(const StoredItem& item, std::int64_t leftAt) {
         if (item.key.empty() || item.value.empty()) return;
         clString name;
         SetText(name, item.key);
         const bool isArt = MapItemKey(name);
-        if (item.type == ItemType::Text) AddText(name, item.value);
-        if (item.type == ItemType::Binary) AddBinary(name, item.value, isArt);
+        if (item.type == ItemType::Text) {
+            AddText(std::move(name), item.value);
+        } else if (item.type == ItemType::Binary)
+            AddBinary(name, item.value, isArt, leftAt);
     }
 
   private:
@@ -68,21 +73,28 @@ class ItemReader {
     }
 
     // A NUL separates two values; in the last byte it merely ends the text.
-    void AddText(const clString& name, std::span<std::byte> value) {
+    void AddText(clString name, std::span<std::byte> value) {
         std::replace(value.begin(), value.end() - 1, std::byte{0}, static_cast<std::byte>(kValueSeparator));
         IDTag& tag = tags_.Add();
-        tag.Name = name;
+        tag.Name = std::move(name);
         SetText(tag.Value, Characters(value));
     }
 
     // A picture's bytes stand behind a file name and a NUL.
-    void AddBinary(const clString& name, std::span<const std::byte> value, bool isArt) {
+    void AddBinary(const clString& name, std::span<const std::byte> value, bool isArt, std::int64_t leftAt) {
+        std::size_t inFront = 0;
         if (isArt) {
             const std::size_t fileName = Characters(value).find('\0');
             if (fileName == std::string_view::npos || fileName + 1 == value.size()) return;
-            value = value.subspan(fileName + 1);
+            inFront = fileName + 1;
         }
-        tags_.AddBinary(name, value);
+        value = value.subspan(inFront);
+        if (leftAt < 0) {
+            tags_.AddBinary(name, value);
+        } else {
+            tags_.AddStored(name, {leftAt + static_cast<std::int64_t>(inFront),
+                                   static_cast<std::uint32_t>(value.size())});
+        }
     }
 
     std::uint32_t version_;
@@ -188,16 +200,19 @@ bool TagAPEv2::ReadItems(const Record& footer, IDTags& tags) {
     const bool roomForHeader = itemsStart >= static_cast<std::int64_t>(kFooterBytes);
     const std::size_t inFront = (footer.flags & kHasHeader) != 0 && roomForHeader ? kFooterBytes : 0;
     const std::int64_t start = itemsStart - static_cast<std::int64_t>(inFront);
-    clBuffer bytes;
-    if (!bytes.Resize(static_cast<std::uint32_t>(inFront + footer.tagSize - kFooterBytes)) ||
-        !file.Seek(start, clFile::Where::Start) || file.Read(bytes.data(), bytes.size()) != bytes.size()) {
-        return false;
-    }
+    ItemBytes items(file, start);
+    if (!items.Resize(static_cast<std::uint32_t>(inFront + footer.tagSize - kFooterBytes))) return false;
+    const std::span<std::byte> bytes = items.bytes();
+    if (leavesLargeValues ? !items.FetchAhead(inFront) : !items.Fetch(bytes.size())) return false;
     ItemReader reader(footer.version, tags);
-    std::span<std::byte> rest = bytes.bytes().subspan(inFront);
+    std::span<std::byte> rest = bytes.subspan(inFront);
     StoredItem item;
-    for (std::uint32_t left = footer.itemCount; left > 0 && TakeItem(rest, item); --left) reader.Add(item);
-
+    for (std::uint32_t left = footer.itemCount; left > 0; --left) {
+        const ItemBytes::Fetched fetched = items.FetchItem(bytes.size() - rest.size());
+        if (fetched == ItemBytes::Fetched::Not) return false;
+        if (!TakeItem(rest, item)) break;
+        reader.Add(item, fetched == ItemBytes::Fetched::Whole ? -1 : items.PositionOf(item.value.data()));
+    }
     TagStart = inFront > 0 && IsHeaderOf(bytes.data(), footer) ? start : itemsStart;
     return true;
 }

@@ -27,6 +27,6 @@ bool TagIndex::HasPrefix(std::u16string_view prefix) const {
     return first != entries_.end() && first->first.starts_with(folded);
 }
 
-void TagIndex::Add(IDTag& tag) {
-    entries_.try_emplace(Folded(tag.Name, strip_), &tag);
+bool TagIndex::TryAdd(IDTag& tag) {
+    return entries_.try_emplace(Folded(tag.Name, strip_), &tag).second;
 }

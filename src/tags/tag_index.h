@@ -22,7 +22,9 @@ class TagIndex {
     bool HasPrefix(std::u16string_view prefix) const;
 
     // An entry that came behind all others. It keeps its name while the index is in use.
-    void Add(IDTag& tag);
+    void Add(IDTag& tag) { TryAdd(tag); }
+    // The same; false when there is one of its name already.
+    bool TryAdd(IDTag& tag);
 
   private:
     bool strip_;

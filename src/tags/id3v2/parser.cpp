@@ -10,6 +10,7 @@
 
 #include "support/endian.h"
 #include "tags/id3v2/frame_ids.h"
+#include "tags/id3v2/frames.h"
 #include "tags/id3v2/parser_streams.h"
 
 namespace id3parser {
@@ -114,8 +115,37 @@ void upgradePictureLayout(FrameBytes& body) {
     upgraded.push_back(body[0]);
     for (const char letter : mime) upgraded.push_back(static_cast<std::byte>(letter));
     upgraded.push_back(std::byte{0});
-    upgraded.insert(upgraded.end(), body.begin() + kOldHeader, body.end());
+    const std::size_t front = upgraded.size();
+    upgraded.resize(front + body.size() - kOldHeader);
+    std::copy(body.begin() + kOldHeader, body.end(), upgraded.begin() + static_cast<std::ptrdiff_t>(front));
     body = std::move(upgraded);
+}
+
+// What stands in front of the image; without an image behind it in these bytes they aren't enough.
+bool holdsPictureFront(const id3frame& frame) {
+    try {
+        FrameBytes front = frame.data;
+        if (frame.version == kVersion22) upgradePictureLayout(front);
+        pictureFields(front);
+        return true;
+    } catch (const parseError&) {
+        return false;
+    }
+}
+
+// The body, or the front of it when the rest may stay in the file.
+void readFrame(id3tag& tag, streamIn& stream, id3frame& frame, std::uint32_t size) {
+    constexpr std::uint32_t kFront = 512;
+    if (tag.leavePictures && frame.id == kPictureFrame && size >= kSmallestLeft) {
+        readBody(stream, frame.data, kFront, tag.sourceBytes);
+        const std::uint32_t rest = size - kFront;
+        std::int64_t position = 0;
+        if (holdsPictureFront(frame) && stream.leave(rest, position)) {
+            frame.rest = {position, rest};
+            return;
+        }
+    }
+    readBody(stream, frame.data, size, tag.sourceBytes);
 }
 
 void parseFramesV22(id3tag& tag, streamIn& stream, parseCallback& callback) {
@@ -134,7 +164,7 @@ void parseFramesV22(id3tag& tag, streamIn& stream, parseCallback& callback) {
             stream.skipExact(size);
             continue;
         }
-        readBody(stream, frame.data, size, tag.sourceBytes);
+        readFrame(tag, stream, frame, size);
         if (frame.id == kPictureFrame) upgradePictureLayout(frame.data);
         tag.frames.push_back(std::move(frame));
     }
@@ -158,7 +188,7 @@ void parseFramesV23(id3tag& tag, streamIn& stream, parseCallback& callback) {
             if (size < kDataLengthBytes) throw parseError();
             stream.skipExact(size);
         } else {
-            readBody(stream, frame.data, size, tag.sourceBytes);
+            readFrame(tag, stream, frame, size);
             tag.frames.push_back(std::move(frame));
         }
     }
@@ -192,7 +222,7 @@ void parseFramesV24(id3tag& tag, streamIn& stream, parseCallback& callback) {
         if ((frame.formatFlags & kFrameUnsynchronised) != 0) {
             readUnsynchronisedBody(stream, frame.data, size);
         } else {
-            readBody(stream, frame.data, size, tag.sourceBytes);
+            readFrame(tag, stream, frame, size);
         }
         if ((frame.formatFlags & kFrameCompressed24) == 0) tag.frames.push_back(std::move(frame));
     }
@@ -231,6 +261,8 @@ bool reparseAsV23(id3tag& tag, streamIn& window, std::uint8_t flags, parseCallba
     try {
         window.seek(0);
         id3tag attempt;
+        attempt.sourceBytes = tag.sourceBytes;
+        attempt.leavePictures = tag.leavePictures;
         if ((flags & kTagExtendedHeader) != 0) skipExtendedHeaderV23(window);
         parseFramesV23(attempt, window, callback);
         tag.frames.swap(attempt.frames);

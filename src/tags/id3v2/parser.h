@@ -11,6 +11,7 @@
 
 #include "tags/id3v2/frame_bytes.h"
 #include "tags/id3v2/streams.h"
+#include "tags/idtags.h"
 
 namespace id3parser {
 
@@ -62,6 +63,7 @@ struct id3frame {
     std::uint32_t version = 0;  // of the tag it was read from; 0 for a frame that was built here
     std::uint8_t statusFlags = 0;
     std::uint8_t formatFlags = 0;
+    StoredBytes rest = {};  // of the body, behind `data`, when the tag leaves pictures in the file
 };
 
 // Names that take the place of the default ones, by frame.
@@ -73,6 +75,7 @@ struct id3tag {
     std::uint32_t version = 0;      // 2, 3 or 4, with which the tag was finally read; 0 while empty
     bool strict = false;            // how frames are judged that get a meaning
     std::uint64_t sourceBytes = 0;  // what the source is known to hold; a body up to it is taken at once
+    bool leavePictures = false;     // large ones stay in the file, but for what stands in front of the image
 };
 
 // Chooses frames while they are read; this one wants all.

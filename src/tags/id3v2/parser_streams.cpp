@@ -29,6 +29,12 @@ void streamLimited::seek(std::uint64_t position) {
     remaining_ = total_ - position;
 }
 
+bool streamLimited::leave(std::uint64_t length, std::int64_t& filePosition) {
+    if (length > remaining_ || !source_.leave(length, filePosition)) return false;
+    remaining_ -= length;
+    return true;
+}
+
 bool streamFixSync::readByte(std::byte& out) {
     if (hasPending_) {
         out = pendingByte_;

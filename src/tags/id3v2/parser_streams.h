@@ -19,6 +19,7 @@ class streamLimited final : public streamIn {
     std::uint64_t skip(std::uint64_t length) override;
     std::uint64_t tell() override { return total_ - remaining_; }
     void seek(std::uint64_t position) override;  // parseError past the window's end
+    bool leave(std::uint64_t length, std::int64_t& filePosition) override;
 
   private:
     streamIn& source_;

@@ -1,6 +1,7 @@
 #include "tags/id3v2/streams.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace id3parser {
 
@@ -40,6 +41,20 @@ std::uint64_t streamInCache::read(std::byte* buffer, std::uint64_t length) {
 void streamInCache::seek(std::uint64_t position) {
     source_.seek(position);
     cursor_ = filled_ = 0;
+}
+
+bool streamInCache::leave(std::uint64_t length, std::int64_t& filePosition) {
+    const std::uint64_t cached = filled_ - cursor_;
+    if (length <= cached || !source_.leave(length - cached, filePosition)) return false;
+    filePosition -= static_cast<std::int64_t>(cached);
+    cursor_ = filled_ = 0;
+    return true;
+}
+
+bool streamInCache::beginsWith(std::string_view bytes) {
+    constexpr std::uint64_t kFirstBlock = 2048;  // most tags without a picture
+    filled_ = source_.read(buffer_.get(), std::min(capacity_, kFirstBlock));
+    return filled_ >= bytes.size() && std::memcmp(buffer_.get(), bytes.data(), bytes.size()) == 0;
 }
 
 void streamOutBuffer::write(const std::byte* buffer, std::uint64_t length) {

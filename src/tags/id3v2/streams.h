@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <stdexcept>
+#include <string_view>
 #include <vector>
 
 namespace id3parser {
@@ -39,6 +40,10 @@ class streamIn {
     virtual std::uint64_t tell() = 0;
     virtual void seek(std::uint64_t position) = 0;
 
+    // Steps over bytes that stand in a file just as this stream would give them, and tells where. False, with
+    // nothing done, when they don't, or are at hand already.
+    virtual bool leave(std::uint64_t /*length*/, std::int64_t& /*filePosition*/) { return false; }
+
   protected:
     ~streamIn() = default;
 };
@@ -62,6 +67,11 @@ class streamInCache final : public streamIn {
     std::uint64_t skip(std::uint64_t length) override { return read(nullptr, length); }
     std::uint64_t tell() override { return source_.tell() - (filled_ - cursor_); }
     void seek(std::uint64_t position) override;
+    bool leave(std::uint64_t length, std::int64_t& filePosition) override;
+
+    // Whether these bytes come next. To be asked first of all: it reads a small block, so that a source that
+    // begins otherwise isn't read any further.
+    bool beginsWith(std::string_view bytes);
 
   private:
     streamIn& source_;

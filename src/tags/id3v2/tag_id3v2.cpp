@@ -44,6 +44,14 @@ class myStreamIn final : public streamIn {
         file_.Seek(static_cast<std::int64_t>(base_ + position), clFile::Where::Start);
     }
 
+    bool leave(std::uint64_t length, std::int64_t& filePosition) override {
+        filePosition = file_.Tell();
+        const std::int64_t size = file_.Size();
+        return filePosition >= 0 && filePosition <= size &&
+               length <= static_cast<std::uint64_t>(size - filePosition) &&
+               file_.Seek(filePosition + static_cast<std::int64_t>(length), clFile::Where::Start);
+    }
+
   private:
     clFile& file_;
     std::uint64_t base_;
@@ -60,13 +68,14 @@ const char16_t* versionText(std::uint32_t version) noexcept {
     return version == kVersion23 ? u"ID3v2.3" : u"ID3v2.4";
 }
 
-std::u16string joinedValues(const ValueList& values) {
-    std::u16string joined;
+void setJoined(clString& joined, const ValueList& values) {
+    if (values.size() == 1) return joined.SetFromUtf8(values[0]);
+    std::u16string text;
     for (std::size_t i = 0; i < values.size(); ++i) {
-        if (i > 0) joined += u'\r';
-        joined += fromUtf8(values[i]).View();
+        if (i > 0) text += u'\r';
+        text += fromUtf8(values[i]).View();
     }
-    return joined;
+    joined.Set(std::u16string_view(text));
 }
 
 // Whether the picture was in order.
@@ -75,8 +84,14 @@ bool addPicture(IDTags& tags, const id3frame& frame, int number) {
         const PictureFields fields = pictureFields(frame.data);
         const clString description = fromUtf8(pictureDescription(frame.data));
         const std::u16string_view type = PictureTypeKeyPart(fields.type);
-        tags.AddBinary(MakeArtKey(number, type.empty() ? kUndefinedPicture : type, description),
-                       fields.image);
+        const clString name = MakeArtKey(number, type.empty() ? kUndefinedPicture : type, description);
+        if (frame.rest.size == 0) {
+            tags.AddBinary(name, fields.image);
+        } else {
+            // All of the image stands in the file, in front of the rest what of it was read.
+            const auto read = static_cast<std::uint32_t>(fields.image.size());
+            tags.AddStored(name, {frame.rest.position - read, frame.rest.size + read});
+        }
         return true;
     } catch (const parseError&) {
         return false;
@@ -130,12 +145,16 @@ bool TagID3v2::Read(IDTags& tags, bool wantVersion) noexcept {
 void TagID3v2::ReadTag(IDTags& tags, bool wantVersion) {
     tags.Clear();
     id3tag tag = EmptyTag();
+    tag.leavePictures = leavesLargeValues;
     if (!readTagFrom(tag, file, tagOffset)) return;
     TagValues values;
     framesToValues(tag, values);
     if (wantVersion) tags.AddText(kTagVersionName, versionText(tag.version));
     for (const auto& [name, texts] : values) {
-        if (!name.starts_with('_')) tags.AddText(fromUtf8(name), joinedValues(texts));
+        if (name.starts_with('_')) continue;
+        IDTag& entry = tags.Add();
+        entry.Name.SetFromUtf8(name);
+        setJoined(entry.Value, texts);
     }
     addPictures(tags, tag);
     addTableOfContents(tags, tag);
@@ -187,6 +206,8 @@ bool TagID3v2::readTagFrom(id3tag& tag, clFile& source, std::uint64_t position) 
         myStreamIn stream(source, position);
         streamInCache cache(stream, kCacheBytes);
         parseCallback callback;
+        // No exception for what most files are.
+        if (!cache.beginsWith(kTagSignature)) return false;
         parseTag(tag, cache, callback);
         return true;
     } catch (...) {

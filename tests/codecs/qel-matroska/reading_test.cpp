@@ -22,6 +22,11 @@ std::string Read(const std::string& bytes) {
     const TemporaryFile file(bytes);
     IDTags tags;
     const bool read = MatroskaTags::Read(file.Wide().c_str(), tags, {});
+    clBuffer blob;
+    clBuffer sameBlob;
+    EXPECT_TRUE(tags.Serialise(blob));
+    EXPECT_EQ(MatroskaTags::ReadBlob(file.Wide().c_str(), sameBlob, {}), read);
+    EXPECT_TRUE(!read || std::ranges::equal(blob.bytes(), sameBlob.bytes()));
     return Dump(tags) + (read ? "" : "failed");
 }
 

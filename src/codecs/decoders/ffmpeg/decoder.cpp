@@ -193,15 +193,17 @@ bool clDecoder_ffmpeg::DeleteATag(const char16_t* tagPath, const char16_t* names
 
 // For a file that can be tagged, what its tags hold replaces what the worker told of them.
 bool clDecoder_ffmpeg::ReadOwnTags(DecoderOpenInfo& info) {
-    IDTags tags;
     clString version;
     const TagFamily family = TagFamilyOf(path);
     if (family == TagFamily::None) return true;
     failure.Is(DECODER_FAILURE_TAG_UNREADABLE);
-    const bool read = family == TagFamily::Matroska ? MatroskaTags::Read(path.text(), tags, logs)
-                                                    : ReadStdTags(path, tags, version, logs);
+    const bool read = family == TagFamily::Matroska ? MatroskaTags::ReadBlob(path.text(), tagBlob, logs)
+                                                    : ReadStdTagBlob(path, tagBlob, version, logs);
     if (!read) return false;
-    if ((info.flags & DECODER_OPEN_TAGS) != 0) HandOutTags(tags, tagBlob, info);
+    if ((info.flags & DECODER_OPEN_TAGS) != 0) {
+        info.tags = tagBlob.data();
+        info.tagsSize = tagBlob.size();
+    }
     if ((info.flags & DECODER_OPEN_INFO) != 0 && !version.IsEmpty()) {
         IDTags information;
         information.Parse(info.info, static_cast<std::int32_t>(info.infoSize));

@@ -58,7 +58,7 @@ void ParserAttachments::OnElement(std::uint32_t id, std::uint64_t, Stream& strea
 }
 
 void AttachmentsToIDTags(EBML::StreamSeekable& stream, const std::vector<ParsedAttachment>& attachments,
-                         IDTags& tags) {
+                         IDTags& tags, PictureBytes bytes) {
     OverlapGuard guard(stream.m_range.end);
     int number = 0;
     for (const ParsedAttachment& attachment : attachments) {
@@ -67,12 +67,18 @@ void AttachmentsToIDTags(EBML::StreamSeekable& stream, const std::vector<ParsedA
         stream.SeekBounded(attachment.dataOffset);
         stream.RequireInRange(attachment.dataSize);
         guard.Take(attachment.dataSize);
+        const auto size = static_cast<std::uint32_t>(attachment.dataSize);
         clBuffer picture;
-        if (!picture.Resize(static_cast<std::uint32_t>(attachment.dataSize))) throw std::bad_alloc();
-        stream.Read(picture.data(), picture.size());
+        if (bytes == PictureBytes::Fetched) {
+            if (!picture.Resize(size)) throw std::bad_alloc();
+            stream.Read(picture.data(), size);
+        }
         IDTag& tag = tags.Add();
         tag.Name = AttachmentArtKey(number, attachment.fileName);
         tag.Data = std::move(picture);
+        if (bytes == PictureBytes::Left) {
+            tag.Stored = {static_cast<std::int64_t>(attachment.dataOffset), size};
+        }
     }
 }
 

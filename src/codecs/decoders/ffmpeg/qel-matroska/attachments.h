@@ -45,9 +45,11 @@ class ParserAttachments : public EBML::Parser {
     OverlapGuard elements_;
 };
 
-// Appends the pictures, numbered from 1.
+// Appends the pictures, numbered from 1; with PictureBytes::Left they stay in the file, told of as
+// IDTag::Stored.
+enum class PictureBytes { Fetched, Left };
 void AttachmentsToIDTags(EBML::StreamSeekable& stream, const std::vector<ParsedAttachment>& attachments,
-                         IDTags& tags);
+                         IDTags& tags, PictureBytes bytes = PictureBytes::Fetched);
 
 // The name of a picture in the collection; a stem that stands for no picture type is kept in its place.
 clString AttachmentArtKey(int index, const std::string& fileName);

@@ -15,6 +15,9 @@ class streamImpl : public EBML::StreamRW {
 
     bool Open(std::uint32_t access) { return file_.Open(access); }
 
+    // For reading at any place, once the stream itself is done with.
+    clFile& file() noexcept { return file_; }
+
     void Read(void* buffer, std::size_t size) override;
     void Skip(std::uint64_t size) override;
     std::uint64_t Tell() override { return position_; }

@@ -11,6 +11,9 @@ namespace MatroskaTags {
 // Replaces the collection. After a failure it holds what was read before.
 bool Read(const char16_t* path, IDTags& tags, const clLogHandles& log);
 
+// The same as a tag blob: the bytes of a picture go from the file straight to their place in it.
+bool ReadBlob(const char16_t* path, clBuffer& blob, const clLogHandles& log);
+
 // Changes the tags that the collection names and leaves all others. Pictures are written when there is one
 // numbered 1; then those of the same kinds are replaced and other attachments kept.
 bool Write(const char16_t* path, IDTags& tags, const clLogHandles& log);
