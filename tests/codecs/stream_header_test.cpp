@@ -100,6 +100,7 @@ TEST(StreamHeader, NormalisesTheFormat) {
     const Case cases[] = {
         {"extensible PCM is recomputed",
          Record(0xFFFE, 2, 48000, 5, 5, 24) + Little(22, 2) + extension + pcmGuid, 6, 288000, 24, 22, 24},
+        {"floating point is recomputed", Record(3, 2, 48000, 5, 5, 32), 8, 384000, 32, 0, 0},
         {"an unknown sub-format keeps its values",
          Record(0xFFFE, 2, 48000, 5, 5, 24) + Little(22, 2) + extension + std::string(16, 'x'), 5, 5, 24, 22,
          24},

@@ -112,6 +112,9 @@ TEST(Decode, ReportsPositionsAndWholeBlocks) {
     EXPECT_EQ(decoder.block.position, 22050U);
     ASSERT_TRUE(decoder.DecodeBlock());
     EXPECT_EQ(decoder.block.position, 22050U + 92U);
+    ASSERT_TRUE(decoder.SetPosition(-3));
+    ASSERT_TRUE(decoder.DecodeBlock());
+    EXPECT_EQ(decoder.block.position, ~std::uint64_t{0} - 2) << "the place as it was given";
 }
 
 TEST(Decode, TakesAnyName) {

@@ -1,38 +1,40 @@
 #include <gtest/gtest.h>
 
-#include <map>
 #include <string>
+#include <vector>
 
 #include "kit/plugin.h"
 
 namespace {
 
-TEST(Surface, ListsWhatItDecodes) {
+TEST(Surface, ListsWhatItDecodesInOrder) {
     const kit::Plugin plugin;
     kit::TestDecoder decoder(plugin);
-    std::uint32_t rows = 0;
-    std::map<std::u16string, std::u16string> table;
-    for (alignas(8) DecoderParam param{}; plugin.Get(decoder.get(), DECODER_GET_DECODES, &param) == 1;
-         param.index = ++rows) {
-        table[param.text] = param.text2;
-    }
-    EXPECT_EQ(rows, 19U);
-    EXPECT_EQ(table[u".awb"], u"AMR");
-    EXPECT_EQ(table[u".tak"], u"Tom's Audio Kompressor");
-
-    alignas(8) DecoderParam beyond{};
-    beyond.index = 19;
-    beyond.value = 7;
-    EXPECT_EQ(plugin.Get(decoder.get(), DECODER_GET_DECODES, &beyond), 0);
-    EXPECT_EQ(beyond.text, nullptr);
-    EXPECT_EQ(beyond.value, 7);
+    using Rows = std::vector<std::u16string>;
+    const auto rows = [&](const DecoderChar* key) {
+        Rows found;
+        alignas(8) DecoderParam param{};
+        for (; plugin.Get(decoder.get(), key, &param) == 1; ++param.index) {
+            found.emplace_back(param.text);
+            if (param.text2 != nullptr) found.back().append(u" ").append(param.text2);
+        }
+        alignas(8) DecoderParam beyond{};
+        beyond.index = param.index;
+        beyond.value = 7;
+        EXPECT_EQ(plugin.Get(decoder.get(), key, &beyond), 0) << "behind the last row";
+        EXPECT_TRUE(beyond.text == nullptr && beyond.text2 == nullptr && +beyond.value == 7);
+        return found;
+    };
+    EXPECT_EQ(rows(DECODER_GET_DECODES),
+              (Rows{u".tak Tom's Audio Kompressor", u".shn Shorten", u".ac3 AC-3", u".eac3 E-AC-3",
+                    u".mka Matroska Audio", u".weba Web Audio", u".vqf TwinVQ", u".dts DTS", u".dtshd DTS-HD",
+                    u".tta True Audio", u".mlp MLP", u".ts MPEG-TS", u".ra Real Audio", u".rm Real Audio",
+                    u".voc Creative Voice", u".au AU/SND", u".snd AU/SND", u".amr AMR", u".awb AMR"}));
+    EXPECT_EQ(rows(DECODER_GET_STREAMING_DECODES),
+              (Rows{u"application/vnd.apple.mpegurl", u"audio/mpegurl", u"audio/x-mpegurl",
+                    u"application/mpegurl", u"application/x-mpegurl"}));
 
     alignas(8) DecoderParam param{};
-    param.index = 4;
-    EXPECT_EQ(plugin.Get(decoder.get(), DECODER_GET_STREAMING_DECODES, &param), 1);
-    EXPECT_EQ(std::u16string(param.text), u"application/x-mpegurl");
-    param.index = 5;
-    EXPECT_EQ(plugin.Get(decoder.get(), DECODER_GET_STREAMING_DECODES, &param), 0);
     EXPECT_EQ(plugin.Get(decoder.get(), DECODER_GET_DESCRIPTION, &param), 1);
     EXPECT_EQ(std::u16string(param.text), u"FFmpeg Decoder");
     EXPECT_EQ(plugin.Get(decoder.get(), u"decodes", &param), 0);

@@ -153,9 +153,12 @@ TEST_F(Flows, OpenGivesTheFilesOwnTags) {
     EXPECT_THAT(kit::ValueOf(decoder_.Info(), "ID Tag"), HasSubstr("APEv2"));
     EXPECT_EQ(kit::ValueOf(decoder_.Info(), "Encoder"), kit::ValueOf(before, "Encoder"));
     decoder_.Close();
-    ASSERT_TRUE(decoder_.Open(file_, 0));
-    EXPECT_EQ(decoder_.info.tags, nullptr);
-    decoder_.Close();
+    for (const std::uint32_t flags : {DECODER_OPEN_TAGS, DECODER_OPEN_INFO}) {
+        ASSERT_TRUE(decoder_.Open(file_, flags));
+        EXPECT_EQ(decoder_.info.tags != nullptr, flags == DECODER_OPEN_TAGS);
+        EXPECT_EQ(decoder_.info.info != nullptr, flags == DECODER_OPEN_INFO);
+        decoder_.Close();
+    }
 
     kit::WriteFile(file_, original + Ape({{"Title", "Own"}}, {.version = 2000, .header = true, .size = 31}));
     EXPECT_FALSE(decoder_.Open(file_));

@@ -158,10 +158,13 @@ void Behave(const std::string& file, const std::string& habit, int count, char**
         Dump();
         Out(Header(kEndless));
         for (;;) Audio(kBlockBytes);
-    } else if (habit == "never-ends") {
+    } else if (habit == "never-ends" || habit == "takes-leave") {
+        if (habit == "takes-leave") IgnoreClosedPipes();
         Dump();
         Out(Header(kEndless));
         while (!std::ferror(stdout)) Audio(kBlockBytes);
+        // Who is ended by force leaves nothing beside the "file".
+        if (habit == "takes-leave") std::ofstream(std::filesystem::path(file).parent_path() / "left");
     } else {
         const std::map<std::string, std::string> broken{
             {"riff", "RIFF" + Header(0).substr(4)},
