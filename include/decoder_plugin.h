@@ -289,6 +289,18 @@ typedef int64_t (*DecoderDeleteATagFunction)(Decoder* decoder, const DecoderChar
  * as result after Close and before the first Open. Wording and language are the worker's. */
 #define DECODER_GET_WORKER_MESSAGES u"WorkerMessages"
 
+/* Get "SourceStream", in index = an audio stream of the file that was opened last, from 0 in the order of the
+ * file: out text = its codec, text2 = what else the worker says of it, as "96000 Hz, stereo, s32 (24 bit)".
+ * 0 behind the last stream, so enumerate from 0 until 0; before the first Open, and after one that failed.
+ * The wording is the worker's. */
+#define DECODER_GET_SOURCE_STREAM u"SourceStream"
+
+/* Get "DurationEstimated": out value = 1 when the worker guessed the duration of the file that was opened
+ * last from its bitrate, as it does where a file doesn't tell how long it is, else 0. What decodes may then
+ * be much shorter or longer without anything being wrong. 0 as result before the first Open and after one
+ * that failed. */
+#define DECODER_GET_DURATION_ESTIMATED u"DurationEstimated"
+
 /* Why a call failed. The numbers are stable, later versions may add some: take an unknown one like OTHER. */
 typedef enum DecoderFailure {
     DECODER_FAILURE_NONE = 0,

@@ -792,6 +792,30 @@ class Decoder {
         return Set(DECODER_SET_AUDIO_STREAM, param);
     }
 
+    // What the file that was opened last has of audio, in the worker's words.
+    struct SourceStream {
+        std::string codec;
+        std::string details;  // "96000 Hz, stereo, s32 (24 bit)"
+    };
+    std::vector<SourceStream> SourceStreams() {
+        std::vector<SourceStream> streams;
+        for (const TableRow& row : Table(DECODER_GET_SOURCE_STREAM))
+            streams.push_back({row.text, row.description});
+        return streams;
+    }
+
+    // Whether the worker guessed the duration of that file.
+    bool DurationIsEstimated() const {
+        const std::optional<DecoderParam> param = TryGet(DECODER_GET_DURATION_ESTIMATED);
+        return param && param->value != 0;
+    }
+
+    // The number of why the last call failed; DECODER_FAILURE_NONE after one that succeeded.
+    DecoderFailure FailureNumber() const {
+        const std::optional<DecoderParam> param = TryGet(DECODER_GET_LAST_FAILURE);
+        return param ? static_cast<DecoderFailure>(param->value) : DECODER_FAILURE_NONE;
+    }
+
     // Why the last call failed, in the plug-in's words; nothing after one that succeeded.
     std::optional<std::string> LastFailure() const {
         const std::optional<DecoderParam> param = TryGet(DECODER_GET_LAST_FAILURE);

@@ -71,6 +71,7 @@ class Results {
     }
 
     void Summarize() {
+        progress_.Clear();
         if (options_.quiet || files_.size() < 2) return;
         std::string text = std::to_string(files_.size()) + " files:";
         for (std::size_t index = 0; index < counts_.size(); ++index) {

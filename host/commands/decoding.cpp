@@ -55,10 +55,13 @@ bool IsPipe(const std::string& name) {
     return name == "-" && input && !std::filesystem::is_regular_file(*input, ignored);
 }
 
-std::string DamageOf(const Session::WorkerEnd& end, std::uint64_t milliseconds, std::uint64_t expected) {
+std::string DamageOf(const Session::WorkerEnd& end, bool isEstimate, std::uint64_t milliseconds,
+                     std::uint64_t expected) {
     constexpr std::uint64_t kLeastMissingMs = 100;
-    const bool isShort = milliseconds + std::max(kLeastMissingMs, expected / 100) < expected;
     const bool failed = end.code.value_or(0) != 0;
+    // A guess proves nothing against a worker that was content.
+    const bool isShort = milliseconds + std::max(kLeastMissingMs, expected / 100) < expected &&
+                         !(isEstimate && end.words.empty());
     if (!isShort && !failed) return {};
     std::string damage = "damaged or cut: " + FormatTime(milliseconds, true);
     damage += expected > 0 ? " of " + FormatTime(expected, true) + " came" : " came";
@@ -72,14 +75,19 @@ std::string DamageOf(const Session::WorkerEnd& end, std::uint64_t milliseconds, 
 Piece::Piece(const SampleOptions& options)
     : start(TimeOption("--start", options.start)), duration(TimeOption("--duration", options.duration)) {}
 
+void ChooseSamples(const Job& job, const SampleOptions& options) {
+    // To learn how deep a source is takes a second look at it.
+    const bool blind = IsPipe(job.file.name) && options.depth == "source";
+    job.session.ChooseSamples(blind ? "default" : SampleFormat(options.depth), options.stream);
+}
+
 Decoded DecodeThrough(const Job& job, const SampleOptions& options, bool showProgress, SampleSink& sink) {
     const Piece piece(options);
     Session& session = job.session;
     const bool isPipe = IsPipe(job.file.name);
-    // To learn how deep a source is takes a second look at it.
-    const bool blind = isPipe && options.depth == "source";
-    session.ChooseSamples(blind ? "default" : SampleFormat(options.depth), options.stream);
+    ChooseSamples(job, options);
     const DecoderFormat format = session.Open(job.file.name, 0).format;
+    const bool isEstimate = session.DurationIsEstimated();
     std::uint64_t bytesToDrop = 0;
     if (const std::uint64_t frame = Frames(piece.start, format.wave); frame > 0) {
         if (isPipe) {
@@ -116,7 +124,7 @@ Decoded DecodeThrough(const Job& job, const SampleOptions& options, bool showPro
     // A worker that could go on is not waited for: it ends with the next run.
     std::string damage;
     if (bytesLeft != 0) {
-        damage = DamageOf(session.EndOfWorker(), milliseconds(), expected);
+        damage = DamageOf(session.EndOfWorker(), isEstimate, milliseconds(), expected);
         session.Close();
     }
     if (const int code = system::InterruptionCode()) throw Interruption{code};

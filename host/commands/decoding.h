@@ -31,6 +31,9 @@ class Piece {
     double duration = 0;  // 0: to the end
 };
 
+// For the next Open of the job: the options, as far as its file allows.
+void ChooseSamples(const Job& job, const SampleOptions& options);
+
 Decoded DecodeThrough(const Job& job, const SampleOptions& options, bool showProgress, SampleSink& sink);
 
 }  // namespace host

@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "host/commands/commands.h"
+#include "host/commands/decoding.h"
 #include "host/commands/format_text.h"
 #include "host/commands/listing.h"
 #include "host/commands/tag_text.h"
@@ -23,31 +24,44 @@ std::uint32_t FlagsFor(const Job& job, std::uint32_t flags) {
     return IsUrl(job.file.name) && job.session.CanWriteTags(job.file.name) ? 0 : flags;
 }
 
+Json StreamsJson(const std::vector<Session::SourceStream>& streams) {
+    Json json = Json::array();
+    for (const Session::SourceStream& stream : streams)
+        json.push_back({{"codec", stream.codec}, {"details", stream.details}});
+    return json;
+}
+
 FileResult InfoOf(const Job& job, const ShowOptions& options) {
     const std::string& file = job.file.name;
-    job.session.ChooseSamples("default", -1);
+    ChooseSamples(job, {});
     const OpenedFile opened = job.session.Open(file, FlagsFor(job, DECODER_OPEN_TAGS | DECODER_OPEN_INFO));
     const DecoderWaveFormat wave = opened.format.wave;
     const std::uint32_t bitrate = opened.format.bitrate;
     const std::int64_t durationMs = opened.format.durationMs;
     const std::vector<std::string> encoders = ValuesOf(opened.info, kEncoderName);
+    const std::vector<Session::SourceStream> sources = job.session.SourceStreams();
     const std::vector<std::string> kinds = ValuesOf(opened.info, kTagKindName);
     FileResult result;
     result.fields = {{"format", FormatJson(wave)},
                      {"durationMs", durationMs},
                      {"bitrate", bitrate},
                      {"encoders", encoders},
+                     {"streams", StreamsJson(sources)},
                      {"tagKind", kinds.empty() ? Json() : Json(kinds.front())},
                      {"tags", TagsJson(opened.tags)},
                      {"pictures", PicturesJson(opened.tags, options.pictures)}};
     if (options.batch.json) return result;
-    Lines lines = {{"File", file}, {"Decoded as", FormatText(wave)}};
+    Lines lines = {{"File", file}};
+    for (std::size_t index = 0; index < encoders.size(); ++index) {
+        // A plug-in that can't tell more of its streams tells their codecs.
+        const bool isKnown = index < sources.size() && !sources[index].details.empty();
+        lines.emplace_back("Stream " + std::to_string(index),
+                           encoders[index] + (isKnown ? ", " + sources[index].details : ""));
+    }
+    lines.emplace_back("Decoded as", FormatText(wave));
     lines.emplace_back("Duration",
                        durationMs > 0 ? FormatTime(static_cast<std::uint64_t>(durationMs), true) : "unknown");
     lines.emplace_back("Bitrate", bitrate > 0 ? std::to_string(bitrate / 1000) + " kb/s" : "unknown");
-    for (std::size_t index = 0; index < encoders.size(); ++index) {
-        lines.emplace_back("Stream " + std::to_string(index), encoders[index]);
-    }
     for (const std::string& kind : kinds) lines.emplace_back("Tag kind", kind);
     result.text = Columns(lines);
     if (!opened.tags.empty()) result.text += "\nTags:\n" + Columns(TagLines(opened.tags));

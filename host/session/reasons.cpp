@@ -56,4 +56,35 @@ std::string SentenceOf(const std::vector<std::string>& messages) {
     return sentence;
 }
 
+const char* WordsFor(DecoderFailure number) {
+    switch (number) {
+        case DECODER_FAILURE_FILE_NOT_FOUND:
+            return "no such file";
+        case DECODER_FAILURE_NO_ACCESS:
+            return "no permission, or another program has it";
+        case DECODER_FAILURE_DISK_FULL:
+            return "no room left for the tags";
+        case DECODER_FAILURE_OUT_OF_MEMORY:
+            return "out of memory";
+        default:
+            return nullptr;
+    }
+}
+
+std::string LastComplaint(const std::string& messages) {
+    // Indented lines are details of what stands above them; FFmpeg 7 has a mark in front of the sums.
+    constexpr std::string_view kUsual[] = {" ",        "Stream mapping:", "Press [q]",
+                                           "Output #", "video:",          "[out#"};
+    std::string last;
+    for (const std::string& line : Split(messages, '\n')) {
+        const auto isUsual = [&](std::string_view start) { return line.starts_with(start); };
+        if (!line.empty() && std::none_of(std::begin(kUsual), std::end(kUsual), isUsual)) last = line;
+    }
+    // "[demuxer @ address]" and the name of the input are no news.
+    if (last.starts_with('[')) last.erase(0, last.find(']') + 1);
+    const std::size_t start = last.rfind(": ");
+    if (start != std::string::npos) last.erase(0, start + 2);
+    return WithoutBlanks(last);
+}
+
 }  // namespace host

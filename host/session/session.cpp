@@ -19,22 +19,8 @@ namespace {
 
 using decoder_plugin::Source;
 
-// What the plug-in says of everything that its worker finds no audio in.
-constexpr const char* kNotDecodable = "File could not be decoded";
-
 constexpr const char* kSourceDepth = "source";
 constexpr const char* kDefaultDepth = "default";
-
-// Of what the worker wrote. The sums of its output, which it writes at every end, are no message.
-std::string LastMessageOf(const std::string& text) {
-    constexpr std::string_view kSums = "muxing overhead";
-    const std::vector<std::string> lines = Split(text, '\n');
-    for (auto line = lines.rbegin(); line != lines.rend(); ++line) {
-        const std::string words = WithoutBlanks(*line);
-        if (!words.empty() && words.find(kSums) == std::string::npos) return words;
-    }
-    return {};
-}
 
 // The path of a file that is written to: the plug-in opens it itself.
 Source PathOf(const std::string& file) {
@@ -134,31 +120,24 @@ void Session::DeleteTags(const std::string& file, const std::vector<std::string>
 std::string Session::Reason(const std::string& subject, std::u16string_view logged) const {
     std::error_code ignored;
     if (!std::filesystem::exists(context_.workerPath(), ignored)) return MissingWorker(context_.workerPath());
-    std::string reason = SentenceOf(LogMessages(logged));
-    // Without room for a log the plug-in may still remember.
-    if (reason.empty()) reason = SentenceOf({decoder_.LastFailure().value_or("")});
-    if (reason == kNotDecodable) {
-        const std::string words = LastWords();
+    const DecoderFailure number = decoder_.FailureNumber();
+    if (number == DECODER_FAILURE_NOT_DECODABLE) {
+        const std::string words = LastComplaint(decoder_.WorkerMessages());
         return subject +
                (IsUrl(subject) ? ": no answer, or no audio in it" : ": the worker finds no audio in it") +
                (words.empty() ? "" : " (" + words + ")");
     }
+    if (const char* const words = WordsFor(number)) return subject + ": " + words;
+    // The log of a tag job tells of every kind of tag that failed, the plug-in's memory of the last one
+    // alone.
+    std::string reason = SentenceOf(LogMessages(logged));
+    if (reason.empty()) reason = SentenceOf({decoder_.LastFailure().value_or("")});
     if (reason.empty()) return subject + ": the plug-in refused and gave no reason";
     return reason.find(subject) != std::string::npos ? reason : subject + ": " + reason;
 }
 
-std::string Session::LastWords() const {
-    std::string words = LastMessageOf(decoder_.WorkerMessages());
-    // "[demuxer @ address]" and the name of the input are no news.
-    if (words.compare(0, 1, "[") == 0) words.erase(0, words.find(']') + 1);
-    const std::size_t start = words.rfind(": ");
-    if (start != std::string::npos) words.erase(0, start + 2);
-    words.erase(0, words.find_first_not_of(' '));
-    return words;
-}
-
 Session::WorkerEnd Session::EndOfWorker() {
-    return {decoder_.WorkerExit(), LastWords()};
+    return {decoder_.WorkerExit(), LastComplaint(decoder_.WorkerMessages())};
 }
 
 void Session::ChooseSamples(const std::string& depth, int stream) {

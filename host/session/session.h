@@ -38,10 +38,16 @@ class Session {
     // from 0 on or -1.
     void ChooseSamples(const std::string& depth, int stream);
 
+    // Of the file that was opened last: what it has of audio, empty where the plug-in can't tell, and whether
+    // its duration is a guess.
+    using SourceStream = decoder_plugin::Decoder::SourceStream;
+    std::vector<SourceStream> SourceStreams() { return decoder_.SourceStreams(); }
+    bool DurationIsEstimated() const { return decoder_.DurationIsEstimated(); }
+
     void SetPosition(std::int64_t frame);
     // The samples live until the next call.
     decoder_plugin::Block DecodeBlock();
-    // How the worker ended, and what it said last; behind the last block.
+    // How the worker ended, and what it complained of last; behind the last block.
     struct WorkerEnd {
         std::optional<int> code;
         std::string words;
@@ -63,7 +69,6 @@ class Session {
     auto Run(const std::string& subject, Call call);
     // Why a call failed that logged these lines.
     std::string Reason(const std::string& subject, std::u16string_view logged) const;
-    std::string LastWords() const;
     void ShowLines(std::u16string_view errors, std::u16string_view trace) const;
 
     const Context& context_;

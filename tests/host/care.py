@@ -79,18 +79,32 @@ class Care(HostTest):
         self.assertEqual(sorted(os.listdir(".")), ["a.flac", "a.wav", "cut.flac"])
         self.host("verify", "a.flac", "cut.flac", code=4, lines=2)
 
+    def test_a_guessed_duration_proves_nothing(self):
+        # The bitrate of the quiet beginning makes FFmpeg guess much more than there is.
+        sound = "aevalsrc=if(gt(t\\,10)\\,random(0)-0.5\\,0.0001*sin(400*t)):d=20:s=44100"
+        for name, options in (("vbr.mp3", ["-c:a", "libmp3lame", "-q:a", "2", "-write_xing", "0", "-id3v2_version", "0"]),
+                              ("bare.aac", ["-c:a", "aac", "-b:a", "128k"])):  # fmt: skip
+            with self.subTest(name):
+                ffmpeg("-f", "lavfi", "-i", sound, *options, name)
+                self.assertGreater(self.json("info", name)["durationMs"], 25000)
+                self.assertEqual(self.json("verify", name)["status"], "done")
+
     def test_tags_that_come_back_differently_are_told(self):
         make("a.tta")
         ffmpeg("-f", "lavfi", "-i", "color=red:s=40x30", "-frames:v", "1", "red.jpg")
         said = self.host("tag", "a.tta", "Title=x", "--cover", "media:the disc=red.jpg", lines=1).stderr
         self.assertIn(b"reads back", said)
         self.assertIn(b"Front Album Cover", said)
-        # An ID3v1 tag cuts a field to 30 bytes.
+        # An ID3v1 tag cuts a field to 30 bytes; the whole of it stands beside.
         tail = b"TAG" + b"Title".ljust(30, b"\0") + bytes(94) + b"\xff"
         self.host("untag", "a.tta", "--yes")
         with open("a.tta", "ab") as file:
             file.write(tail)
-        self.host("tag", "a.tta", "Comment=" + "long " * 20)
+        self.host("tag", "a.tta", "Comment=" + "long-" * 20, "Title=" + "title-" * 10)
+        tag = contents("a.tta")[-128:]
+        self.assertEqual((tag[:33], tag[97:125]), (b"TAG" + b"title-" * 5, (b"long-" * 6)[:28]))
+        for name, value in (("Comment", "long-" * 20), ("Title", "title-" * 10)):
+            self.assertEqual(self.host("tags", "a.tta", "--get", name).stdout.decode(), value + "\n")
 
     def test_safe_and_dry_runs(self):
         original = make("a.tta", seconds=8)
@@ -160,6 +174,33 @@ class CareOnPosix(HostTest):
             self.skipTest("no disk of one's own here: " + ran.stderr.decode())
         self.assertEqual(ran.stdout.split(), b"decode 1 tag 1 safe 1 a.tta filler more".split(), ran.stderr)
         self.assertIn(b"left", ran.stderr)
+
+    def test_a_folder_that_is_read_only(self):
+        # For root the mode of a folder counts when it may not pass it over.
+        bound = ["setpriv", "--bounding-set", "-dac_override,-dac_read_search"] if os.geteuid() == 0 else []
+        if bound and subprocess.run([*bound, "true"], capture_output=True).returncode != 0:
+            self.skipTest("this root can't give up its rights")
+        os.mkdir("locked")
+        make("locked/a.tta")
+        before = contents("locked/a.tta")
+        os.chmod("locked", 0o555)
+        self.addCleanup(os.chmod, os.path.abspath("locked"), 0o755)
+
+        def ran(*arguments):
+            command = [*bound, host_kit.OPTIONS.host, *arguments]
+            return subprocess.run(command, capture_output=True, stdin=subprocess.DEVNULL, timeout=host_kit.TIME_LIMIT)
+
+        for arguments in (("decode", "locked/a.tta"), ("wave", "locked/a.tta", "-o", "locked/a.png"),
+                          ("tag", "locked/a.tta", "--safe", "Title=x")):  # fmt: skip
+            result = ran(*arguments)
+            self.assertEqual(result.returncode, 1, arguments)
+            self.assertRegex(result.stderr, rb"\Adecoder-host: [^\n]*locked[^\n]*\n\Z")
+            self.assertRegex(result.stderr, rb"read-only|no permission|[Pp]ermission denied")
+            self.assertEqual((os.listdir("locked"), contents("locked/a.tta")), (["a.tta"], before))
+        # What needs no room beside the file goes on.
+        self.assertEqual(ran("decode", "locked/a.tta", "--to", "out").returncode, 0)
+        self.assertEqual(ran("tag", "locked/a.tta", "Title=x").returncode, 0)
+        self.assertEqual(self.host("tags", "--get", "Title", "locked/a.tta").stdout, b"x\n")
 
     def test_nothing_temporary_is_needed(self):
         make("a.tta")

@@ -324,6 +324,21 @@ class OnPosix(HostTest):
             self.assertEqual(self.on_terminal("untag", "good.tta", answer=answer)[0], code)
         self.assertEqual(self.on_terminal("tags", "good.tta"), (0, b""))
 
+    def test_colours_and_the_last_line_of_a_terminal(self):
+        for name in ("a.tta", "b.tta"):
+            ffmpeg("-f", "lavfi", "-i", "sine=d=0.2", "-metadata", "title=x", name)
+        arguments = ("tags", "a.tta", "none.tta", "b.tta")
+        for colours, environment in ((True, {}), (True, {"NO_COLOR": ""}), (False, {"NO_COLOR": "1"}), (False, {"TERM": "dumb"})):
+            with self.subTest(environment):
+                code, shown = self.on_terminal(*arguments, **{"TERM": "xterm", "NO_COLOR": "", **environment})
+                self.assertEqual(code, 1)
+                self.assertEqual(b"\x1b[1ma.tta\x1b[0m" in shown, colours)
+                self.assertEqual(b"\x1b[31mnone.tta: no such file\x1b[0m" in shown, colours)
+                self.assertEqual(b"\x1b" in shown, colours)
+                # The bar that counts is wiped out before every line that stays.
+                self.assertRegex(shown, rb"\[#{10}\.{20}\] 1 / 3")
+                self.assertRegex(shown, rb"\[#{30}\] 3 / 3  1 failed\r +\rdecoder-host: 3 files: 2 done, 1 failed\r\n\Z")
+
     def test_closed_standard_streams(self):
         """No file of ours may become the program's standard output or error."""
         ffmpeg("-f", "lavfi", "-i", "sine=d=1", "good.flac")

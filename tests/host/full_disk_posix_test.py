@@ -7,25 +7,20 @@ the size of files is tried, and the test says so.
 """
 
 import argparse
-import json
 import os
 import resource
 import struct
 import subprocess
 import sys
-import tempfile
 import unittest
 
-OPTIONS = None
+import host_kit
+from host_kit import ANY, HostTest, ffmpeg
+
 INSIDE = "FULL_DISK_TEST_INSIDE"
 NAMESPACE = ["unshare", "--user", "--map-root-user", "--mount"]
 DISK_BYTES = 1 << 20
 OLD, NEW = "old", "n" * 100000
-
-
-def ffmpeg(*arguments):
-    command = [OPTIONS.ffmpeg, "-v", "error", "-nostdin", "-y", *arguments]
-    return subprocess.run(command, check=True, capture_output=True, timeout=120).stdout
 
 
 def id3v2(title):
@@ -48,58 +43,48 @@ def write(name, data):
         file.write(data)
 
 
-def host(*arguments, code=0, **settings):
-    result = subprocess.run([OPTIONS.host, *arguments], stdin=subprocess.DEVNULL, capture_output=True, timeout=120,
-                            **settings)
-    assert result.returncode == code, (arguments[:2], result)
-    return result.stdout
-
-
-def titles(name):
-    tags = json.loads(host("tags", name, "--json"))["tags"]
-    return [value for tag in tags if tag["name"].lower() == "title" for value in tag["values"]]
-
-
 def samples(name):
     return ffmpeg("-i", name, "-f", "s16le", "-")
 
 
-class FullDiskTest(unittest.TestCase):
+class FullDiskTest(HostTest):
     @classmethod
     def setUpClass(cls):
-        cls.folder = tempfile.TemporaryDirectory()
-        cls.addClassCleanup(cls.folder.cleanup)
-        os.chdir(cls.folder.name)
-        cls.addClassCleanup(os.chdir, "/")
+        super().setUpClass()
         for name in ("plain.tta", "plain.mka"):
             ffmpeg("-f", "lavfi", "-i", "sine=duration=1", "-fflags", "+bitexact", name)
         tta = read("plain.tta")
         cls.files = {"untagged.tta": tta, "id3v1.tta": tta + id3v1(OLD), "id3v2.tta": id3v2(OLD) + tta}
-        host("tag", "plain.tta", "Title=" + OLD)
+        make = cls()
+        make.host("tag", "plain.tta", "Title=" + OLD)
         cls.files["ape.tta"] = read("plain.tta")
         cls.files["all.tta"] = id3v2(OLD) + read("plain.tta") + id3v1(OLD)
         # Without room for what is new, then with the Tags behind the Clusters, where they may grow.
         cls.files["relayout.mka"] = read("plain.mka")
-        host("tag", "plain.mka", "TITLE=" + "t" * 3000)
-        host("tag", "plain.mka", "TITLE=" + OLD)
+        make.host("tag", "plain.mka", "TITLE=" + "t" * 3000)
+        make.host("tag", "plain.mka", "TITLE=" + OLD)
         cls.files["last.mka"] = read("plain.mka")
+
+    def titles(self, name):
+        tags = self.json("tags", name)["tags"]
+        return [value for tag in tags if tag["name"].lower() == "title" for value in tag["values"]]
 
     def fails(self, name, **settings):
         """The tag can't be written, and what was in the file is in it still."""
-        before, audio, title = read(name), samples(name), titles(name)
-        host("tag", name, "Title=" + NEW, code=1, **settings)
+        before, audio, title = read(name), samples(name), self.titles(name)
+        self.host("tag", name, "Title=" + NEW, code=1, lines=ANY, **settings)
         self.assertEqual(samples(name), audio)
         # A file of several kinds of tags may have got some of them already.
         if name not in ("id3v1.tta", "all.tta"):
             self.assertTrue(read(name) == before, "another file")
-        elif titles(name) != title:
-            self.assertTrue(NEW.startswith(titles(name)[0]))
+        elif self.titles(name) != title:
+            self.assertTrue(NEW.startswith(self.titles(name)[0]))
 
     def succeeds(self, name):
         audio = samples(name)
-        host("tag", name, "Title=" + NEW)
+        self.host("tag", name, "Title=" + NEW, lines=ANY)
         self.assertEqual(samples(name), audio)
-        self.assertEqual(titles(name), [NEW])
+        self.assertEqual(self.titles(name), [NEW])
 
     def test_limit_on_the_size_of_files(self):
         for name, content in self.files.items():
@@ -132,11 +117,11 @@ class FullDiskTest(unittest.TestCase):
 
 
 def main():
-    global OPTIONS
     parser = argparse.ArgumentParser()
     parser.add_argument("--host", required=True)
     parser.add_argument("--ffmpeg", default="ffmpeg")
-    OPTIONS, rest = parser.parse_known_args()
+    parser.set_defaults(runner=[])
+    host_kit.OPTIONS, rest = parser.parse_known_args()
     if INSIDE not in os.environ and subprocess.run([*NAMESPACE, "true"], capture_output=True).returncode == 0:
         os.environ[INSIDE] = "1"
         os.execvp(NAMESPACE[0], [*NAMESPACE, sys.executable, *sys.argv])

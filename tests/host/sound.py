@@ -35,6 +35,14 @@ class Sound(HostTest):
         for stream in ("0", "1"):
             self.host("decode", "--stream", stream, "--depth", "16", "--force", "film.mka", "-o", "out.wav")
             self.assertEqual(wav_chunks("out.wav")[b"data"], samples("film.mka", "pcm_s16le", "-map", "0:a:" + stream))
+        # What the source has stands beside what becomes of it.
+        ffmpeg(*DEEP, *other, "-map", "0", "-map", "1", "-c:a", "flac", "-sample_fmt:a:0", "s32", "deep.mka")
+        shown = self.host("info", "deep.mka").stdout.decode()
+        self.assertRegex(shown, r"Stream 0 +flac, 48000 Hz, stereo, s32 \(24 bit\)[^\n]*\nStream 1 +flac, 44100 Hz, mono, s16")
+        self.assertRegex(shown, r"Decoded as +PCM, 24 bits, 48000 Hz, 2 channels\n")
+        streams = self.json("info", "deep.mka")["streams"]
+        self.assertEqual([stream["codec"] for stream in streams], ["flac", "flac"])
+        self.assertIn("44100 Hz", streams[1]["details"])
         self.assertIn(b"2", self.host("decode", "--stream", "2", "film.mka", "-o", "none.wav", code=1).stderr)
 
 

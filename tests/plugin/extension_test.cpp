@@ -24,6 +24,33 @@ TEST(Extension, TellsItsVersion) {
     EXPECT_EQ(version.value, DECODER_EXTENSION_SET);
 }
 
+TEST(Extension, TellsOfTheSource) {
+    const kit::Plugin plugin;
+    const kit::TempFolder folder;
+    kit::TestDecoder decoder(plugin);
+    const auto given = [&](const char16_t* key) { return Ask(plugin, decoder, key).given; };
+    EXPECT_FALSE(given(DECODER_GET_SOURCE_STREAM) || given(DECODER_GET_DURATION_ESTIMATED));
+
+    kit::MakeAudio(folder / "deep.flac", 0.5, {"-ac", "2", "-ar", "96000", "-sample_fmt", "s32"});
+    ASSERT_TRUE(decoder.Open(folder / "deep.flac"));
+    alignas(8) DecoderParam param{};
+    ASSERT_EQ(plugin.Get(decoder.get(), DECODER_GET_SOURCE_STREAM, &param), 1);
+    EXPECT_EQ(std::u16string(param.text), u"flac");
+    EXPECT_EQ(std::u16string(param.text2), u"96000 Hz, stereo, s32 (24 bit)");
+    param.index = 1;
+    EXPECT_EQ(plugin.Get(decoder.get(), DECODER_GET_SOURCE_STREAM, &param), 0);
+    const Answer known = Ask(plugin, decoder, DECODER_GET_DURATION_ESTIMATED);
+    EXPECT_TRUE(known.given && known.value == 0);
+
+    kit::MakeAudio(folder / "bare.aac", 0.5, {});
+    ASSERT_TRUE(decoder.Open(folder / "bare.aac"));
+    EXPECT_EQ(Ask(plugin, decoder, DECODER_GET_DURATION_ESTIMATED).value, 1);
+
+    kit::WriteFile(folder / "text.tta", "This is no audio.\n");
+    EXPECT_FALSE(decoder.Open(folder / "text.tta"));
+    EXPECT_FALSE(given(DECODER_GET_SOURCE_STREAM) || given(DECODER_GET_DURATION_ESTIMATED));
+}
+
 class Failures : public testing::Test {
   protected:
     Failures() { kit::MakeAudio(sound, 0.5, {"-ac", "2"}); }

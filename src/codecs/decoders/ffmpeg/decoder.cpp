@@ -306,6 +306,7 @@ void clDecoder_ffmpeg::StartWorkerOrRaise(std::int64_t position, DecoderOpenInfo
         LaunchWorker(seconds);
         return;
     }
+    source.reset();
     output = {wantedStream, EncoderOf(wantedFormat)};
     try {
         LaunchWorker(seconds);
@@ -350,6 +351,8 @@ void clDecoder_ffmpeg::ParseErrorText(DecoderOpenInfo& info) {
     IDTags metadata;
     IDTags information;
     DeliverStdErr(parse, format, metadata, information);
+    source.emplace().durationEstimated = parse.durationEstimated;
+    for (const StdErrStream* stream : AudioStreams(parse)) source->streams.push_back(*stream);
     if ((info.flags & DECODER_OPEN_TAGS) != 0) HandOutTags(metadata, tagBlob, info);
     if ((info.flags & DECODER_OPEN_INFO) != 0) HandOutInfo(information, infoBlob, info);
     if (wantedFormat == SampleFormat::Source) DeepenToSource(parse);

@@ -3,9 +3,11 @@
 
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 #include "codecs/decoders/ffmpeg/failures.h"
 #include "codecs/decoders/ffmpeg/sample_format.h"
+#include "codecs/decoders/ffmpeg/stderr_dump.h"
 #include "codecs/decoders/ffmpeg/stderr_lines.h"
 #include "codecs/decoders/ffmpeg/wave_format.h"
 #include "codecs/decoders/ffmpeg/worker_command.h"
@@ -43,6 +45,8 @@ class clDecoder_ffmpeg {
     bool SetExtension(std::u16string_view key, DecoderParam& param);
     bool GetWorkerExit(DecoderParam& param);
     bool GetWorkerMessages(DecoderParam& param);
+    bool GetSourceStream(DecoderParam& param);
+    bool GetDurationEstimated(DecoderParam& param) const;
     template <typename Wait>
     void WaitAtEnd(Wait wait);
     void SetEventQuit(const char16_t* name);
@@ -82,6 +86,15 @@ class clDecoder_ffmpeg {
     std::int32_t wantedStream = WorkerOutput::kNotChosen;
     WorkerOutput output;  // of this run
     clString workerMessages;
+
+    // What the worker's text says of the source that was opened last.
+    struct Source {
+        std::vector<StdErrStream> streams;  // those of audio
+        bool durationEstimated = false;
+    };
+    std::optional<Source> source;
+    clString sourceCodec;
+    clString sourceDetails;
 
     static constexpr std::uint64_t kUnknownSize = ~std::uint64_t{0};
 };

@@ -36,6 +36,8 @@ bool clDecoder_ffmpeg::GetExtension(std::u16string_view key, DecoderParam& param
     }
     if (key == DECODER_GET_WORKER_EXIT) return GetWorkerExit(param);
     if (key == DECODER_GET_WORKER_MESSAGES) return GetWorkerMessages(param);
+    if (key == DECODER_GET_SOURCE_STREAM) return GetSourceStream(param);
+    if (key == DECODER_GET_DURATION_ESTIMATED) return GetDurationEstimated(param);
     return false;
 }
 
@@ -82,4 +84,22 @@ bool clDecoder_ffmpeg::GetWorkerMessages(DecoderParam& param) {
     workerMessages.Set(platform::NameToWide(WithoutBanner(text)));
     param.text = workerMessages.text();
     return true;
+}
+
+bool clDecoder_ffmpeg::GetSourceStream(DecoderParam& param) {
+    if (!source || param.index >= source->streams.size()) return false;
+    const StdErrStream& stream = source->streams[param.index];
+    std::string details;
+    for (const std::string& detail : stream.details)
+        details.append(details.empty() ? "" : ", ").append(detail);
+    sourceCodec.SetFromUtf8(stream.codec);
+    sourceDetails.SetFromUtf8(details);
+    param.text = sourceCodec.text();
+    param.text2 = sourceDetails.text();
+    return true;
+}
+
+bool clDecoder_ffmpeg::GetDurationEstimated(DecoderParam& param) const {
+    if (source) param.value = source->durationEstimated ? 1 : 0;
+    return source.has_value();
 }

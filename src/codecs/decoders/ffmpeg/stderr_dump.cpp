@@ -10,6 +10,7 @@ constexpr std::string_view kMetadataStart = "Metadata:";
 constexpr std::string_view kDurationStart = "Duration: ";
 constexpr std::string_view kStreamStart = "Stream #0:";
 constexpr std::string_view kAudioType = "Audio";
+constexpr std::string_view kEstimate = "Estimating duration from bitrate";
 constexpr std::string_view kMappedToOutput = " -> #0:0";
 constexpr std::string_view kOutputStart = "Output #0,";
 constexpr const char16_t* kEncoderName = u"Encoder";
@@ -161,6 +162,8 @@ void ParseStdErrLine(StdErrParse& parse, std::string_view line) {
         if (!parse.mappingDone) ParseMappingLine(parse, line);
     } else if (parse.Pass(line)) {
         ParseDumpLine(parse, line.substr(kIndent.size()));
+    } else if (!parse.inInput && line.find(kEstimate) != line.npos) {
+        parse.durationEstimated = true;
     }
 }
 

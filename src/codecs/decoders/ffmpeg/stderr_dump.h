@@ -25,7 +25,8 @@ struct StdErrParse : StdErrBounds {
     bool inStreams = false;
     std::vector<std::pair<std::string, std::string>> metadata;
     double durationSeconds = 0.0;
-    std::uint32_t bitrate = 0;  // bits per second
+    bool durationEstimated = false;  // from the bitrate
+    std::uint32_t bitrate = 0;       // bits per second
     std::vector<StdErrStream> streams;
     std::optional<std::uint32_t> mapped;  // behind the dump: the number of the stream that is decoded
     bool mappingDone = false;             // no more will be said of that
