@@ -1,4 +1,5 @@
 // Whether everything that the program needs is there and works.
+#include <chrono>
 #include <exception>
 #include <filesystem>
 #include <functional>
@@ -10,6 +11,7 @@
 
 #include "host/commands/batch.h"
 #include "host/commands/commands.h"
+#include "host/doctor/patience.h"
 #include "host/doctor/setup.h"
 #include "host/doctor/sound.h"
 #include "host/doctor/tag_kinds.h"
@@ -66,7 +68,7 @@ class Report {
 
 // What is known of the set-up when the later checks begin.
 struct SetUp {
-    const Context* context;         // null without the plug-in
+    Context* context;               // null without the plug-in
     const TemporaryFolder* folder;  // null where no file can be made
     bool hasWorker;                 // one that decodes
 };
@@ -85,11 +87,20 @@ Finding FindingOf(const Trial& trial, const SetUp& setUp) {
     if (setUp.context == nullptr) return skipped("the plug-in");
     if (setUp.folder == nullptr) return skipped("a temporary file");
     if (trial.needsWorker && !setUp.hasWorker) return skipped("a worker that decodes");
+    constexpr auto kLimit = std::chrono::seconds(30);
+    decoder_plugin::QuitEvent& quit = setUp.context->quit();
+    doctor::Patience patience(kLimit, [&] { quit.Set(); });
+    Finding finding;
     try {
-        return trial.run();
+        finding = trial.run();
     } catch (const std::exception& error) {
-        return {trial.subject, Verdict::Wrong, error.what()};
+        finding = {trial.subject, Verdict::Wrong, error.what()};
     }
+    if (!patience.End()) return finding;
+    quit.Reset();
+    return {trial.subject, Verdict::Wrong,
+            "no answer within " + std::to_string(kLimit.count()) +
+                " s; try another build of FFmpeg as the worker"};
 }
 
 Trial ToneTrial(const SetUp& setUp) {

@@ -7,6 +7,7 @@
 #include <system_error>
 #include <vector>
 
+#include "decoder_plugin.hpp"
 #include "host/session/places.h"
 #include "host/system/program.h"
 #include "host/text/text.h"

@@ -2,9 +2,8 @@
 #pragma once
 
 #include <filesystem>
-#include <optional>
+#include <vector>
 
-#include "decoder_plugin.hpp"
 #include "host/doctor/finding.h"
 
 namespace host::doctor {

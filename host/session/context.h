@@ -29,7 +29,9 @@ class Context {
     const decoder_plugin::Plugin& plugin() const { return plugin_; }
     // Where the plug-in looks for its worker.
     const std::filesystem::path& workerPath() const { return workerPath_; }
+    // While it is set, the waits of all sessions end at once.
     const decoder_plugin::QuitEvent& quit() const { return quit_; }
+    decoder_plugin::QuitEvent& quit() { return quit_; }
 
     bool verbose() const { return verbose_; }
 

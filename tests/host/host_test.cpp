@@ -2,10 +2,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstring>
+#include <future>
 #include <string>
 
 #include "decoder_plugin.hpp"
+#include "host/doctor/patience.h"
 #include "host/files/wav_header.h"
 #include "host/session/log_messages.h"
 #include "host/tags/entry.h"
@@ -167,6 +170,18 @@ TEST(Text, TurnsBadCharactersIntoHarmlessOnes) {
 TEST(Log, MessagesComeWithoutLabels) {
     EXPECT_THAT(LogMessages(u"no [x]  file\r\nhere  [A::Open]\r\nsecond  [B]\r\nunfinished"),
                 testing::ElementsAre("no [x]  file\r\nhere", "second"));
+}
+
+// Catches one that waits for its limit, and one that calls although it was over in time.
+TEST(Patience, IsLostAfterItsLimitAlone) {
+    std::promise<void> called;
+    doctor::Patience lost(std::chrono::milliseconds(1), [&] { called.set_value(); });
+    called.get_future().wait();
+    EXPECT_TRUE(lost.End());
+    bool calledToo = false;
+    doctor::Patience kept(std::chrono::hours(1), [&] { calledToo = true; });
+    EXPECT_FALSE(kept.End());
+    EXPECT_FALSE(calledToo);
 }
 
 TEST(Progress, FitsTheTerminal) {
