@@ -69,3 +69,17 @@ def test_the_quit_event_ends_a_wait(plugin, make_file):
         event.clear()
         decoder.seek(44100)
         assert len(decoder.read_block()) == 4096
+
+
+def test_paths_are_looked_up_at_each_start(plugin, make_file, monkeypatch):
+    folder = make_file("12:30.tta").parent
+    monkeypatch.chdir(folder)
+    with pytest.raises(DecoderError):
+        plugin.open("12:30.tta")
+    with plugin.open(folder / "12:30.tta") as full, plugin.open("./12:30.tta") as relative:
+        monkeypatch.chdir("/")
+        full.seek(1000)
+        assert full.read_block() is not None
+        with pytest.raises(DecoderError) as moved:
+            relative.seek(1000)
+        assert moved.value.failure is Failure.FILE_NOT_FOUND

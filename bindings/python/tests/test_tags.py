@@ -1,6 +1,7 @@
 import os
 
 import mutagen.apev2
+import mutagen.id3
 import pytest
 
 from decoder_plugin import DecoderError, Failure, Picture, Tags
@@ -23,6 +24,32 @@ def test_what_is_written_is_read_back_and_can_be_deleted(plugin, make_file, name
     assert "Artist" not in plugin.read_tags(path) and plugin.read_tags(path)["Title"] == "Grüße 音"
     plugin.delete_tags(path)
     assert "Title" not in plugin.read_tags(path) and not plugin.read_tags(path).pictures
+
+
+@pytest.mark.parametrize("name, kind", [("a.mka", "Matroska"), ("a.tta", "ID3v2")])
+def test_one_picture_of_several(plugin, make_file, name, kind):
+    path = make_file(name)
+    if kind == "ID3v2":
+        mutagen.apev2.delete(path)
+        tags = mutagen.id3.ID3()
+        tags.add(mutagen.id3.TIT2(encoding=0, text="t"))
+        tags.save(path)
+    front, back = "_albumart_1_Front Album Cover<subdesc>", "_albumart_2_Back Album Cover<subdesc>"
+    one, two, three = PNG, PNG + b"2", PNG + b"3"
+    pictures = [Picture(front + "one", one), Picture(front + "two", two), Picture(back + "three", three)]
+
+    def held():
+        return [picture.data for picture in plugin.read_tags(path).pictures]
+
+    plugin.write_tags(path, Tags(pictures=pictures))
+    assert held() == [one, two, three]
+    plugin.write_tags(path, Tags(pictures=pictures[1:2]))
+    assert held() == [two, three], "what is written replaces the pictures of its type and no others"
+    plugin.delete_tags(path, [back + "no picture has this"])
+    assert held() == [two]
+    plugin.write_tags(path, Tags(pictures=pictures))
+    plugin.delete_tags(path, [front + "one"])
+    assert held() == [three], "a key names all pictures of its type"
 
 
 def test_mutagen_reads_what_was_written_and_writes_what_is_read(plugin, make_file):
