@@ -1,9 +1,10 @@
 #!/usr/bin/env python3
-"""run_examples.py [--program PATH]... [--in FOLDER] DOCUMENT...
+"""run_examples.py [--program PATH]... [--in FOLDER] [--none-to-run] DOCUMENT...
 
 Runs the examples of Markdown documents, each document's in order and in an empty folder that goes afterwards (or in
 FOLDER, which stays). The programs are found by their names. Ends with 1 when an example fails, prints something else
-than the document shows, or is marked in a way that nobody understands.
+than the document shows, or is marked in a way that nobody understands. With --none-to-run the documents have nothing to
+run, and only their marks are looked at.
 
 How a document marks its examples:
 
@@ -157,7 +158,7 @@ def run_console(block, folder, environment):
             raise Wrong(f"{line}: another output of: {command}\n" + "\n".join(rows))
 
 
-def run_document(document, folder, environment):
+def run_document(document, folder, environment, none_to_run):
     blocks = blocks_of(document.read_text(encoding="utf-8").splitlines())
     count = 0
     for block in blocks:
@@ -165,8 +166,8 @@ def run_document(document, folder, environment):
             continue
         (run_console if block.language == "console" else run_script)(block, folder, environment)
         count += 1
-    if count == 0:
-        raise Wrong("1: there is no example to run")
+    if (count == 0) != none_to_run:
+        raise Wrong("1: there is no example to run" if count == 0 else "1: there are examples to run after all")
     print(f"{document}: {count} examples run, {sum(block.shown for block in blocks)} only shown")
 
 
@@ -174,6 +175,7 @@ def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--program", action="append", default=[], type=lambda path: Path(path).absolute())
     parser.add_argument("--in", dest="folder", type=lambda path: Path(path).absolute())
+    parser.add_argument("--none-to-run", action="store_true")
     parser.add_argument("documents", nargs="+", type=lambda path: Path(path).absolute())
     options = parser.parse_args()
     failed = False
@@ -184,7 +186,7 @@ def main():
         for document in options.documents:
             try:
                 with tempfile.TemporaryDirectory() as folder:
-                    run_document(document, options.folder or folder, environment)
+                    run_document(document, options.folder or folder, environment, options.none_to_run)
             except Wrong as wrong:
                 print(f"{document}:{wrong}", file=sys.stderr)
                 failed = True
