@@ -1,9 +1,13 @@
 // decoder-host: the program.
 #include <exception>
+#include <optional>
+#include <string>
+#include <vector>
 
 #include "host/command_line/arguments.h"
 #include "host/command_line/parse.h"
 #include "host/command_line/table.h"
+#include "host/contract/helper.h"
 #include "host/system/console.h"
 #include "host/terminal/output.h"
 #include "host/text/failure.h"
@@ -21,7 +25,9 @@ int main(int argc, char** argv) {
         system::PrepareProcess();
         Arguments arguments;
         const CommandLine line = MakeCommandLine(arguments);
-        const int code = ParseAndRun(line, system::Arguments(argc, argv));
+        const std::vector<std::string> words = system::Arguments(argc, argv);
+        if (const std::optional<int> code = contract::RunAsHelper(words)) return *code;
+        const int code = ParseAndRun(line, words);
         FlushOutput();
         return code;
     } catch (const Interruption& interruption) {

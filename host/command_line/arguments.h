@@ -19,6 +19,7 @@ struct Arguments {
     TagOptions tag;
     UntagOptions untag;
     ArtOptions art;
+    ContractOptions check;
     bool version = false;
 };
 

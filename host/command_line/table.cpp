@@ -305,6 +305,33 @@ Command Doctor(Arguments& all) {
     return command;
 }
 
+Command Check(Arguments& all) {
+    ContractOptions& options = all.check;
+    Command command;
+    command.name = "check";
+    command.summary = "Check whether a plug-in keeps the contract between host and plug-in";
+    command.options = {
+        {"PLUGIN", "", "Any library with the nine functions", &options.library, ValueKind::File},
+        {"--worker", "PROGRAM", "Check a copy of the plug-in that has this program as its worker",
+         &options.worker, ValueKind::File},
+        {"--rule", "NAME", "Check this rule alone", &options.rules, ValueKind::Choice, ContractRules()},
+        {"--rounds", "N", "How many rounds have to leave nothing behind; 1000 when it isn't given",
+         &options.rounds},
+        {"--limit", "SECONDS", "After how long a rule counts as hanging; 60 when it isn't given",
+         &options.limit},
+        {"--json", "", "As JSON, when all is done; else as TAP", &options.json},
+    };
+    command.notes = {
+        "Each rule runs in a process of its own, and a crash or hang is told like any other fault. The "
+        "sounds that "
+        "are decoded are made for it. The exit code is 1 when a rule is broken."};
+    command.examples = {"decoder-host check decoders/decoder_ffmpeg.so",
+                        "decoder-host check --json --rounds 50 my_plugin.so",
+                        "decoder-host check my_plugin.so --rule seeks --rule endings"};
+    command.run = [&] { return CheckContract(options); };
+    return command;
+}
+
 int RunWithoutCommand(const Arguments& all) {
     if (all.version) return ShowVersion(all.plugin);
     throw UsageFailure("name a command (--help lists them)");
@@ -359,15 +386,15 @@ CommandLine MakeCommandLine(Arguments& all) {
         {"-v,--verbose", "", "Show the plug-in's own lines", &all.plugin.verbose},
         {"--version", "", "Show the versions of program, plug-in and worker", &all.version},
     };
-    line.commands = {Formats(all), Info(all), Decode(all), Verify(all), Wave(all),
-                     Tags(all),    Tag(all),  Untag(all),  Art(all),    Doctor(all)};
+    line.commands = {Formats(all), Info(all),  Decode(all), Verify(all), Wave(all), Tags(all),
+                     Tag(all),     Untag(all), Art(all),    Doctor(all), Check(all)};
     line.exitCodes = {{"0", "done"},
                       {"1", "a file failed"},
                       {"2", "wrong usage"},
                       {"4", "no file failed, but one is damaged or cut"},
                       {"130", "broken off with Ctrl-C"}};
     line.environment = {{"NO_COLOR", "Without colours, when it isn't empty"},
-                        {"TMPDIR", "Where the command doctor makes its files; TMP on Windows"}};
+                        {"TMPDIR", "Where the commands doctor and check make their files; TMP on Windows"}};
     line.run = [&] { return RunWithoutCommand(all); };
     return line;
 }

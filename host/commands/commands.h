@@ -78,6 +78,15 @@ struct ArtOptions {
     bool force = false;
 };
 
+struct ContractOptions {
+    std::string library;
+    std::string worker;
+    std::vector<std::string> rules;  // empty: all
+    unsigned rounds = 1000;
+    unsigned limit = 60;  // in seconds
+    bool json = false;
+};
+
 int ShowFormats(const ContextOptions& plugin, bool json);
 int ShowVersion(const ContextOptions& plugin);
 int Diagnose(const ContextOptions& plugin, bool json);
@@ -89,5 +98,8 @@ int DrawWaves(const ContextOptions& plugin, const WaveOptions& options);
 int WriteTags(const ContextOptions& plugin, const TagOptions& options);
 int DeleteTags(const ContextOptions& plugin, const UntagOptions& options);
 int ExtractPictures(const ContextOptions& plugin, const ArtOptions& options);
+// The names of the rules that it checks.
+std::vector<std::string> ContractRules();
+int CheckContract(const ContractOptions& options);
 
 }  // namespace host

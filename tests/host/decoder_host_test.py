@@ -111,7 +111,7 @@ class Showing(HostTest):
             self.assertIn(row["extension"], text)
 
     def test_help_for_every_command(self):
-        for command in ("formats", "info", "decode", "verify", "wave", "tags", "tag", "untag", "art", "doctor"):
+        for command in ("formats", "info", "decode", "verify", "wave", "tags", "tag", "untag", "art", "doctor", "check"):
             self.assertIn(b"Example", self.host(command, "--help").stdout)
 
 

@@ -5,29 +5,9 @@
 #include <string>
 #include <thread>
 
-#include "decoder_plugin.hpp"
+#include "host/system/windows/command_line.h"
 
 namespace host::system {
-
-namespace {
-
-// A handle that a child may have.
-HANDLE OpenNull(DWORD access) {
-    SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
-    return CreateFileW(L"NUL", access, FILE_SHARE_READ | FILE_SHARE_WRITE, &inherited, OPEN_EXISTING, 0,
-                       nullptr);
-}
-
-std::wstring CommandLine(const std::filesystem::path& program, const std::vector<std::string>& arguments) {
-    std::wstring line = L"\"" + program.native() + L"\"";
-    for (const std::string& argument : arguments) {
-        const std::u16string wide = decoder_plugin::ToUtf16(argument);
-        line += L" \"" + std::wstring(wide.begin(), wide.end()) + L"\"";
-    }
-    return line;
-}
-
-}  // namespace
 
 std::string OutputOf(const std::filesystem::path& program, const std::vector<std::string>& arguments) {
     SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
