@@ -8,6 +8,7 @@ import wave
 from decoder_plugin import Cancelled, DecoderError, Plugin, QuitEvent
 
 
+# [convert]
 def convert(source: str, target: str) -> None:
     with QuitEvent() as event:
         signal.signal(signal.SIGINT, lambda *_: event.set())
@@ -24,6 +25,7 @@ def convert(source: str, target: str) -> None:
                     output.writeframes(block.samples)
             if decoder.worker_exit not in (0, None):
                 raise SystemExit(f"{source} is damaged: {decoder.worker_messages.strip()}")
+# [convert]
 
 
 if __name__ == "__main__":

@@ -123,6 +123,7 @@ fn parse_blob(blob: &[u8]) -> Vec<(String, String)> {
 }
 // [blob]
 
+// [decoding]
 fn run(plugin: &Plugin, decoder: Decoder, input: &str, output: &str) -> Result<(), String> {
     let path: Vec<u16> = input.encode_utf16().chain([0]).collect();
     // SAFETY: all-zero bytes are valid values of both records; `path` outlives the call.
@@ -157,6 +158,7 @@ fn run(plugin: &Plugin, decoder: Decoder, input: &str, output: &str) -> Result<(
         }
     }
 }
+// [decoding]
 
 fn main() {
     let arguments: Vec<String> = env::args().collect();
