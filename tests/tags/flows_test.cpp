@@ -142,16 +142,12 @@ TEST_F(Flows, FailuresAreLoggedAndTold) {
 TEST_F(Flows, OpenGivesTheFilesOwnTags) {
     kit::MakeAudio(file_, 0.2, {"-metadata", "title=Worker"});
     const std::string original = kit::ReadFile(file_);
-    ASSERT_TRUE(decoder_.Open(file_)) << decoder_.ErrorLog();
-    const Tags before = decoder_.Info();
-    decoder_.Close();
-
     kit::WriteFile(file_, original + Ape({{"Title", "Own"}}) + kOldTag);
     ASSERT_TRUE(decoder_.Open(file_)) << decoder_.ErrorLog();
     EXPECT_EQ(kit::ValueOf(decoder_.Tags(), "Title"), "Own");
     EXPECT_EQ(kit::ValueOf(decoder_.Tags(), "Track"), "7");
     EXPECT_THAT(kit::ValueOf(decoder_.Info(), "ID Tag"), HasSubstr("APEv2"));
-    EXPECT_EQ(kit::ValueOf(decoder_.Info(), "Encoder"), kit::ValueOf(before, "Encoder"));
+    EXPECT_EQ(kit::ValueOf(decoder_.Info(), "Encoder"), "tta");
     decoder_.Close();
     for (const std::uint32_t flags : {DECODER_OPEN_TAGS, DECODER_OPEN_INFO}) {
         ASSERT_TRUE(decoder_.Open(file_, flags));
