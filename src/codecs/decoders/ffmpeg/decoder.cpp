@@ -351,7 +351,7 @@ void clDecoder_ffmpeg::ParseErrorText(DecoderOpenInfo& info) {
     IDTags metadata;
     IDTags information;
     DeliverStdErr(parse, format, metadata, information);
-    source.emplace().durationEstimated = parse.durationEstimated;
+    source.emplace(Source{{}, parse.durationEstimated});
     for (const StdErrStream* stream : AudioStreams(parse)) source->streams.push_back(*stream);
     if ((info.flags & DECODER_OPEN_TAGS) != 0) HandOutTags(metadata, tagBlob, info);
     if ((info.flags & DECODER_OPEN_INFO) != 0) HandOutInfo(information, infoBlob, info);
