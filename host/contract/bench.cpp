@@ -174,7 +174,9 @@ void ChurnMemory() {
         std::vector<std::unique_ptr<std::byte[]>> pieces;
         for (int index = 0; index < kEach && pieces.size() * size < 4 * kLargest; ++index) {
             pieces.push_back(std::make_unique<std::byte[]>(size));
-            std::memset(pieces.back().get(), 0xDB, size);
+            // Volatile, or a compiler sees that nobody reads it and leaves it out.
+            volatile std::byte* const piece = pieces.back().get();
+            for (std::size_t at = 0; at < size; ++at) piece[at] = std::byte{0xDB};
         }
     }
 }
