@@ -19,7 +19,7 @@ using Json = nlohmann::ordered_json;
 
 std::filesystem::path FileAt(const std::string& name) {
     std::error_code ignored;
-    const std::filesystem::path path = ToPath(name);
+    std::filesystem::path path = ToPath(name);
     if (!std::filesystem::is_regular_file(path, ignored)) throw Failure("no file at " + name);
     return path;
 }

@@ -38,7 +38,7 @@ std::filesystem::path Bench::MakeSound(std::size_t frames) {
 }
 
 std::filesystem::path Bench::MakeFile(const std::string& name, const std::vector<std::byte>& bytes) {
-    const std::filesystem::path path = folder_ / name;
+    std::filesystem::path path = folder_ / name;
     WriteWholeFile(PathText(path), bytes);
     return path;
 }

@@ -1,4 +1,5 @@
 // Who may touch which memory, and for how long.
+#include <array>
 #include <functional>
 #include <utility>
 
@@ -175,8 +176,10 @@ void CheckBlobLifetime(Bench& bench) {
     Subject subject(bench);
     subject.MustOpen(sound, DECODER_OPEN_TAGS | DECODER_OPEN_INFO);
     const DecoderOpenInfo open = subject.open();
-    for (const auto& [what, data, size] : {std::tuple("the tags", open.tags, open.tagsSize),
-                                           std::tuple("the information", open.info, open.infoSize)}) {
+    // Copies, since a reference to a field of the packed record may be misaligned.
+    const std::array blobs = {std::tuple("the tags", +open.tags, +open.tagsSize),
+                              std::tuple("the information", +open.info, +open.infoSize)};
+    for (const auto& [what, data, size] : blobs) {
         RequireUnchanged(bench, what, data, size,
                          {{"Get", [&] { subject.Get(DECODER_GET_DESCRIPTION); }},
                           {"DecodeBlock", [&] { subject.MustDecode(); }},
@@ -187,8 +190,7 @@ void CheckBlobLifetime(Bench& bench) {
                                other.MustOpen(sound, DECODER_OPEN_TAGS | DECODER_OPEN_INFO);
                            }}});
     }
-    for (const auto& [what, data, size] : {std::tuple("the tags", open.tags, open.tagsSize),
-                                           std::tuple("the information", open.info, open.infoSize)}) {
+    for (const auto& [what, data, size] : blobs) {
         RequireUnchanged(bench, what, data, size, {{"Close", [&] { subject.Close(); }}});
     }
 }

@@ -11,7 +11,7 @@ namespace host::contract {
 
 constexpr std::uint32_t kSampleRate = 8000;  // at which every sample frame begins at a whole microsecond
 constexpr std::uint16_t kChannels = 2;
-constexpr std::size_t kFrameBytes = 2 * kChannels;
+constexpr std::size_t kFrameBytes = std::size_t{2} * kChannels;
 constexpr std::size_t kBlockFrames = 4096;  // of one DecodeBlock
 
 // The sample of 16 bits.

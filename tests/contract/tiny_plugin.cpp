@@ -123,7 +123,7 @@ struct Decoder {
         wave.bitsPerSample = 8 * kSampleBytes;
         wave.averageBytesPerSecond = wave.samplesPerSecond * wave.blockAlign;
         format.durationMs =
-            static_cast<std::int64_t>(sound.size() * 1000 / std::max(wave.averageBytesPerSecond, 1u));
+            static_cast<std::int64_t>(sound.size() * 1000 / std::max(+wave.averageBytesPerSecond, 1u));
         return wave.averageBytesPerSecond != 0;
     }
 
