@@ -39,19 +39,30 @@ FAULTS = {
     "threads": "threads",
     "rounds-handles": "rounds",
     "rounds-threads": "rounds",
+    "rounds-memory": "rounds",
     "unloading": "unloading",
+    "exit": "exit",
     "crash": "seeks",
 }
-# Windows ends a library only when the process's own handlers have run, and the emulator's count of a process's memory
-# doesn't grow with what is allocated.
-if "--runner" not in " ".join(sys.argv):
-    FAULTS["exit"] = "exit"
-    FAULTS["rounds-memory"] = "rounds"
+# Those that the system has a part in, for an emulator takes seconds for each. On Windows some aren't found: its
+# libraries end only when the process's own handlers have run ("exit"), freed memory keeps its bytes ("text-lifetime"),
+# and the emulator's count of a process's memory doesn't grow with what is allocated ("rounds-memory").
+EMULATED_FAULTS = ("record-bounds", "logs", "quit-event", "rounds-handles", "rounds-threads", "unloading", "crash")
+# A sanitizer has an allocator of its own, which keeps what was freed.
+UNSEEN_WITH_SANITIZER = ("rounds-memory",)
+
+
+def faults():
+    if OPTIONS.runner:
+        return {fault: FAULTS[fault] for fault in EMULATED_FAULTS}
+    return {fault: rule for fault, rule in FAULTS.items() if not (OPTIONS.sanitized and fault in UNSEEN_WITH_SANITIZER)}
 
 
 def many_rounds():
-    """A sanitizer keeps freed memory for itself, so that many rounds take more and more of it."""
-    return ["--rounds", "5"] if OPTIONS.sanitized else []
+    """A sanitizer keeps freed memory for itself, so that many rounds take more and more of it; an emulator is slow."""
+    if OPTIONS.sanitized:
+        return ["--rounds", "5"]
+    return ["--rounds", "200"] if OPTIONS.runner else []
 
 
 class Contract(unittest.TestCase):
@@ -62,7 +73,8 @@ class Contract(unittest.TestCase):
         with tempfile.TemporaryDirectory() as folder:
             environment = {**os.environ, "TINY_PLUGIN_FAULT": fault, "TMPDIR": folder}
             result = subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True, env=environment, timeout=TIME_LIMIT)
-            self.assertEqual(os.listdir(folder), [])
+            # The emulator has a folder of its own there.
+            self.assertEqual([name for name in os.listdir(folder) if not name.startswith("wine-")], [])
         self.assertEqual(result.returncode, code, result)
         return result.stdout.decode().replace("\r\n", "\n")
 
@@ -85,7 +97,7 @@ class Contract(unittest.TestCase):
 
     def test_each_fault_is_told_by_its_rule_alone(self):
         # Starting programs is slow under an emulator or a sanitizer: there the rule alone.
-        for fault, rule in FAULTS.items():
+        for fault, rule in faults().items():
             with self.subTest(fault):
                 chosen = ["--rule", rule] if OPTIONS.runner or OPTIONS.sanitized else []
                 rules = self.rules(OPTIONS.tiny, *chosen, "--rounds", "300", code=1, fault=fault)
@@ -115,7 +127,7 @@ class Contract(unittest.TestCase):
     def test_ours_keeps_the_contract(self):
         self.assert_kept(self.rules(OPTIONS.ours, "--rounds", "4"))
 
-    def test_a_thousand_rounds_of_ours_leave_nothing(self):
+    def test_many_rounds_of_ours_leave_nothing(self):
         self.assert_kept(self.rules(OPTIONS.ours, "--worker", OPTIONS.quick_worker, "--rule", "rounds", *many_rounds()))
 
 
