@@ -20,7 +20,7 @@ using Clock = std::chrono::steady_clock;
 
 // The library with another worker than its own: a copy, for it looks for the worker beside its own folder.
 fs::path InstallWithWorker(const Request& request, const fs::path& folder) {
-    const fs::path library = folder / "decoders" / request.library.filename();
+    fs::path library = folder / "decoders" / request.library.filename();
     const fs::path worker = folder / "ffmpeg-lgpl.exe";
     fs::create_directory(library.parent_path());
     fs::copy_file(request.library, library);

@@ -93,6 +93,7 @@ void CheckThreads(Bench& bench) {
                            "after another decoder's end");
     }
     std::vector<std::thread> threads;
+    threads.reserve(kThreads);
     for (int index = 0; index < kThreads; ++index) {
         threads.emplace_back([&] {
             for (int run = 0; run < 2; ++run) {

@@ -182,14 +182,14 @@ class Drawing {
     }
 
     void DrawLevels(Area area) {
-        constexpr double kStepDb = 20;
+        constexpr int kStepDb = 20;
         for (int y = 0; y < area.height; ++y) {
             canvas_.Fill({area.left, area.top + y, area.width, 1}, ColourOfLevel(kFloorDb * y / area.height));
         }
-        for (double level = 0; level >= kFloorDb; level -= kStepDb) {
+        for (int level = 0; level >= kFloorDb; level -= kStepDb) {
             const int y = area.top + Scaled(level / kFloorDb, area.height);
             canvas_.Fill({area.left + area.width, y, kTick, 1}, kLabel);
-            const std::string text = std::to_string(std::lround(level)) + (level == 0 ? " dBFS" : "");
+            const std::string text = std::to_string(level) + (level == 0 ? " dBFS" : "");
             canvas_.Text(area.left + area.width + 2 * kTick, y, Anchor::Start, kLabel, text);
         }
     }

@@ -55,8 +55,11 @@ std::vector<Mark> FrequencyMarks(double highest, int most) {
     constexpr double kKilohertz = 1000;
     const double step = std::max(1.0, DecimalStep(highest / most));
     std::vector<Mark> marks;
-    for (double frequency = 0; frequency <= highest; frequency += step)
+    const auto last = static_cast<std::int64_t>(highest / step);
+    for (std::int64_t index = 0; index <= last; ++index) {
+        const double frequency = static_cast<double>(index) * step;
         marks.push_back({frequency / highest, FrequencyText(frequency, step >= kKilohertz)});
+    }
     return marks;
 }
 
