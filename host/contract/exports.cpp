@@ -119,6 +119,15 @@ class Image {
     Reader sections_;
 };
 
+// How many of the numbers stand for a function: some linkers leave holes, whose address is zero.
+std::uint64_t UsedAddresses(const Image& image, std::uint64_t address, std::uint64_t count) {
+    if (count == 0) return 0;
+    const Reader list = image.From(address).Part(0, count * 4);
+    std::uint64_t used = 0;
+    for (std::uint64_t index = 0; index < count; ++index) used += list.Number(index * 4, 4) != 0 ? 1 : 0;
+    return used;
+}
+
 Exports ReadPe(const Reader& file) {
     const std::uint64_t start = file.Number(0x3C, 4);
     if (file.Part(start, 4).All() != std::string_view("PE\0\0", 4)) Refuse("no library of Windows");
@@ -129,7 +138,7 @@ Exports ReadPe(const Reader& file) {
     const std::uint64_t address = file.Number(optional + 112, 4);
     if (file.Number(optional + 108, 4) == 0 || address == 0) return {};
     const Reader table = image.From(address);
-    const std::uint64_t functions = table.Number(20, 4);
+    const std::uint64_t functions = UsedAddresses(image, table.Number(28, 4), table.Number(20, 4));
     const std::uint64_t names = table.Number(24, 4);
     Exports exports;
     exports.nameless = functions > names ? static_cast<std::size_t>(functions - names) : 0;
