@@ -1,12 +1,14 @@
 // Many files by one call of decoder-host: reading tags against programs that are started for each file, as a
 // script would, and several files at once against one after the other.
 //
-//   throughput_bench [FILES [ROUNDS]]      1000 files, 3 rounds of what is run with one job and with two
+//   throughput_bench [FAST_WORKER [FILES [ROUNDS]]]      a second worker to try; 1000 files, 3 rounds of
+//   decoding
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -49,10 +51,9 @@ std::vector<std::string> FilesIn(const fs::path& folder) {
     return files;
 }
 
-Command Host(const char* command, const fs::path& folder, const char* jobs) {
-    Command words{DECODER_HOST_FILE, command, "-q", "--json", "--recursive", folder.string()};
-    if (*jobs != '\0') words.insert(words.end(), {"--jobs", jobs});
-    return words;
+void RunHost(const fs::path& plugin, const char* command, const fs::path& folder, const char* jobs) {
+    Run({DECODER_HOST_FILE, command, "-q", "--json", "--plugin", plugin.string(), "--jobs", jobs,
+         "--recursive", folder.string()});
 }
 
 void RunForEach(const std::vector<std::string>& files, Command command) {
@@ -67,39 +68,48 @@ void Add(Table& table, const std::string& what, const Race& race) {
     table.Add({what + ", s", Fixed(race.Ours(), 2), Fixed(race.Theirs(), 2), race.RatioWithSpread()});
 }
 
+// What every file pays for is the start of the worker, so the worker is named in each row.
+void MeasureTags(Table& table, const fs::path& plugin, const std::string& worker, const fs::path& folder) {
+    const std::vector<std::string> files = FilesIn(folder);
+    const std::string what = "Tags of " + std::to_string(files.size()) + " files, " + worker + " worker, ";
+    const auto tags = [&](const char* jobs) { return [&, jobs] { RunHost(plugin, "tags", folder, jobs); }; };
+    const auto each = [&](const Command& command) { return [&, command] { RunForEach(files, command); }; };
+    const auto compare = [&](const std::string& rival, const char* jobs,
+                             const std::function<void()>& theirs) {
+        Add(table, what + "--jobs " + jobs + " against " + rival,
+            RunInTurn(1, tags(jobs), theirs, WallSeconds));
+    };
+    compare("ffprobe, file by file", "1", each({"ffprobe", "-v", "error", "-show_format", "-of", "json"}));
+    compare("mediainfo, file by file", "1", each({"mediainfo", "--Output=JSON"}));
+    compare("--jobs 1", "2", tags("1"));
+}
+
 int Number(const char* text) {
     const int number = std::atoi(text);
-    if (number < 1) throw std::runtime_error("usage: throughput_bench [FILES [ROUNDS]]");
+    if (number < 1) throw std::runtime_error("usage: throughput_bench [FAST_WORKER [FILES [ROUNDS]]]");
     return number;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) try {
-    const int count = argc > 1 ? Number(argv[1]) : 1000;
-    const int rounds = argc > 2 ? Number(argv[2]) : 3;
+    const std::string fast = argc > 1 ? argv[1] : "";
+    const int count = argc > 2 ? Number(argv[2]) : 1000;
+    const int rounds = argc > 3 ? Number(argv[3]) : 3;
     const kit::TempFolder folder;
     MakeFiles(folder / "tagged", count, "1");
     MakeFiles(folder / "long", kDecodedFiles, "60");
-    const std::vector<std::string> files = FilesIn(folder / "tagged");
 
     Table table({"Many files", "ours", "rival", "compared"});
-    const auto tags = [&](const char* jobs) {
-        return [&, jobs] { Run(Host("tags", folder / "tagged", jobs)); };
-    };
-    const auto against = [&](const char* program, const Command& command) {
-        Add(table, "Tags of " + std::to_string(count) + " files against " + program + ", file by file",
-            RunInTurn(
-                1, tags(""), [&] { RunForEach(files, command); }, WallSeconds));
-    };
-    against("ffprobe", {"ffprobe", "-v", "error", "-show_format", "-of", "json"});
-    against("mediainfo", {"mediainfo", "--Output=JSON"});
-    Add(table, "Tags of " + std::to_string(count) + " files, --jobs 2 against 1",
-        RunInTurn(rounds, tags("2"), tags("1"), WallSeconds));
+    MeasureTags(table, kit::BuiltPlugin(), "system's", folder / "tagged");
+    if (!fast.empty()) {
+        const kit::PluginWithWorker other(fast);
+        MeasureTags(table, other.path(), "static", folder / "tagged");
+    }
     const auto verify = [&](const char* jobs) {
-        return [&, jobs] { Run(Host("verify", folder / "long", jobs)); };
+        return [&, jobs] { RunHost(kit::BuiltPlugin(), "verify", folder / "long", jobs); };
     };
-    Add(table, "Decoding " + std::to_string(kDecodedFiles) + " minutes of TTA, --jobs 2 against 1",
+    Add(table, "Decoding " + std::to_string(kDecodedFiles) + " minutes of TTA, --jobs 2 against --jobs 1",
         RunInTurn(rounds, verify("2"), verify("1"), WallSeconds));
     table.Print();
     return 0;

@@ -2,13 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
 #include <limits>
 #include <optional>
-#include <system_error>
 
-#include "host/system/files.h"
 #include "host/system/interruption.h"
+#include "host/system/standard_input.h"
 #include "host/terminal/progress.h"
 #include "host/text/failure.h"
 #include "host/text/text.h"
@@ -50,9 +48,9 @@ std::uint64_t ExpectedMs(std::int64_t fileMs, const Piece& piece) {
 
 // A pipe can't be gone back in: what stands in front of the start is decoded and dropped.
 bool IsPipe(const std::string& name) {
-    std::error_code ignored;
-    const auto input = system::StandardInputName();
-    return name == "-" && input && !std::filesystem::is_regular_file(*input, ignored);
+    if (name != "-") return false;
+    const std::optional<system::InputName> input = system::NameOfStandardInput();
+    return input && !input->isFile;
 }
 
 std::string DamageOf(const Session::WorkerEnd& end, bool isEstimate, std::uint64_t milliseconds,

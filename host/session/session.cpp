@@ -9,6 +9,7 @@
 #include "host/session/places.h"
 #include "host/session/reasons.h"
 #include "host/system/files.h"
+#include "host/system/standard_input.h"
 #include "host/terminal/output.h"
 #include "host/text/failure.h"
 #include "host/text/text.h"
@@ -21,6 +22,7 @@ using decoder_plugin::Source;
 
 constexpr const char* kSourceDepth = "source";
 constexpr const char* kDefaultDepth = "default";
+constexpr const char* kStandardInput = "standard input";  // in messages
 
 // The path of a file that is written to: the plug-in opens it itself.
 Source PathOf(const std::string& file) {
@@ -59,9 +61,9 @@ decoder_plugin::Decoder::Logs Session::Logs() const {
 
 Source Session::SourceOf(const std::string& file) const {
     if (file == "-") {
-        const std::optional<std::filesystem::path> name = system::StandardInputName();
-        if (!name) throw Failure("this system has no name for standard input; give a file");
-        return *name;
+        const std::optional<system::InputName> input = system::NameOfStandardInput();
+        if (!input) throw Failure("standard input is neither a file nor a pipe; give a file");
+        return input->path;
     }
     if (IsUrl(file)) return Source::Url(file);
     if (const std::optional<std::string> reason = ReasonAgainstReading(file)) throw Failure(*reason);
@@ -84,7 +86,7 @@ bool Session::CanWriteTags(const std::string& file) {
 }
 
 OpenedFile Session::Open(const std::string& file, std::uint32_t flags) {
-    file_ = file == "-" ? "standard input" : file;
+    file_ = file == "-" ? kStandardInput : file;
     const Source source = SourceOf(file);
     const auto stream = Run(file_, [&] { return decoder_.TryOpen(source, flags); });
     return {stream->format, CopyOf(stream->tags), CopyOf(stream->info)};
@@ -121,7 +123,8 @@ std::string Session::Reason(const std::string& subject, std::u16string_view logg
     std::error_code ignored;
     if (!std::filesystem::exists(context_.workerPath(), ignored)) return MissingWorker(context_.workerPath());
     const DecoderFailure number = decoder_.FailureNumber();
-    if (number == DECODER_FAILURE_NOT_DECODABLE) {
+    // The plug-in can't look at a pipe, which has been read by then.
+    if (number == DECODER_FAILURE_NOT_DECODABLE || subject == kStandardInput) {
         const std::string words = LastComplaint(decoder_.WorkerMessages());
         return subject +
                (IsUrl(subject) ? ": no answer, or no audio in it" : ": the worker finds no audio in it") +

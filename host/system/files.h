@@ -46,7 +46,4 @@ void Replace(const std::filesystem::path& from, const std::filesystem::path& to)
 // for characters above U+FFFF on a volume without short names.
 std::optional<std::filesystem::path> NameForWorker(const std::filesystem::path& path);
 
-// What the worker opens to read this process's standard input; nothing where that can't be.
-std::optional<std::filesystem::path> StandardInputName();
-
 }  // namespace host::system

@@ -411,6 +411,15 @@ class OnWine(HostTest):
         ffmpeg("-f", "lavfi", "-i", "sine=d=0.2", "plain.flac")
         self.assertEqual(self.json("info", "Z:plain.flac")["durationMs"], 200)
 
+    def test_redirected_file(self):
+        """It has a name, unlike a pipe: it's read twice, to learn how deep it is."""
+        ffmpeg("-f", "lavfi", "-i", "sine=d=0.2", "-sample_fmt", "s32", "deep.flac")
+        program = "Z:" + host_kit.OPTIONS.host.replace("/", "\\")
+        command = [*host_kit.OPTIONS.runner, "cmd", "/c", program, *"decode - -o deep.wav < deep.flac".split()]
+        subprocess.run(command, stdin=subprocess.DEVNULL, check=True, timeout=TIME_LIMIT)
+        self.host("decode", "deep.flac", "-o", "named.wav")
+        self.assertEqual(wav_chunks("deep.wav"), wav_chunks("named.wav"))
+
     def test_text_of_old_tags(self):
         """UTF-8 is the program's code page, but not that of ID3v1."""
         ffmpeg("-f", "lavfi", "-i", "sine=d=0.2", "old.tta")

@@ -104,20 +104,21 @@ class ManyFiles(HostTest):
         for extension in (b".tak", b".tta", b".dts", b".dtshd", b".mka", b".mkv", b".webm", b".weba"):
             self.assertIn(extension, help_text)
 
-
-class ManyOnPosix(HostTest):
-    setUp = Care.setUp
-
     def test_standard_input(self):
         make("a.wav")
         expected = wav_chunks("a.wav")[b"data"]
         with open("a.wav", "rb") as file:
             self.host("decode", "-", "-o", "redirected.wav", stdin=file)
-        self.host("decode", "-", code=1)
-        command = [host_kit.OPTIONS.host, "decode", "-", "--start", "0.5", "--raw", "-o", "-"]
-        piped = subprocess.run(command, input=contents("a.wav"), stdout=subprocess.PIPE, timeout=TIME_LIMIT, check=True)
         self.assertEqual(wav_chunks("redirected.wav")[b"data"], expected)
+        self.host("decode", "-", code=1)
+        command = [*host_kit.OPTIONS.runner, host_kit.OPTIONS.host, "decode", "-", "--start", "0.5", "--raw", "-o", "-"]
+        piped = subprocess.run(command, input=contents("a.wav"), stdout=subprocess.PIPE, timeout=TIME_LIMIT, check=True)
         self.assertEqual(piped.stdout, expected[len(expected) // 2 :])
+        self.assertIn(b"no audio in it", self.host("decode", "-", "-o", "none.wav", input=b"", stdin=None, code=1).stderr)
+
+
+class ManyOnPosix(HostTest):
+    setUp = Care.setUp
 
     def test_a_reader_that_goes_leaves_nothing(self):
         make("long.flac", seconds=600)

@@ -66,7 +66,7 @@ Plugin::Plugin(const std::filesystem::path& path)
       DeleteATag(Export<DecoderDeleteATagFunction>(library_, DECODER_EXPORT_DELETE_A_TAG)) {}
 
 PluginWithWorker::PluginWithWorker(const std::filesystem::path& worker)
-    : plugin_(InstallWith(folder_, worker)) {}
+    : path_(InstallWith(folder_, worker)), plugin_(path_) {}
 
 std::vector<Tag> ParseBlob(const void* blob, std::uint32_t size) {
     IDTags tags;

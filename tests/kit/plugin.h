@@ -38,9 +38,11 @@ class PluginWithWorker {
   public:
     explicit PluginWithWorker(const std::filesystem::path& worker);
     const Plugin& plugin() const { return plugin_; }
+    const std::filesystem::path& path() const { return path_; }
 
   private:
     TempFolder folder_;
+    std::filesystem::path path_;
     Plugin plugin_;
 };
 

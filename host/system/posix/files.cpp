@@ -159,8 +159,4 @@ std::optional<std::filesystem::path> NameForWorker(const std::filesystem::path& 
     return path;
 }
 
-std::optional<std::filesystem::path> StandardInputName() {
-    return "/proc/" + std::to_string(getpid()) + "/fd/0";
-}
-
 }  // namespace host::system

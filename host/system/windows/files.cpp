@@ -142,8 +142,4 @@ std::optional<std::filesystem::path> NameForWorker(const std::filesystem::path& 
     return name;
 }
 
-std::optional<std::filesystem::path> StandardInputName() {
-    return std::nullopt;
-}
-
 }  // namespace host::system

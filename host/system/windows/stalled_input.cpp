@@ -2,28 +2,12 @@
 
 #include <windows.h>
 
-#include <string>
-#include <system_error>
 #include <thread>
 #include <vector>
 
+#include "host/system/windows/outbound_pipe.h"
+
 namespace host::system {
-
-namespace {
-
-constexpr DWORD kBufferSize = 0x10000;
-
-HANDLE MakePipe(const std::filesystem::path& path) {
-    const HANDLE pipe = CreateNamedPipeW(path.c_str(), PIPE_ACCESS_OUTBOUND | FILE_FLAG_FIRST_PIPE_INSTANCE,
-                                         PIPE_TYPE_BYTE | PIPE_WAIT, 1, kBufferSize, kBufferSize, 0, nullptr);
-    if (pipe == INVALID_HANDLE_VALUE) {
-        throw std::system_error(static_cast<int>(GetLastError()), std::system_category(),
-                                "can't make a pipe");
-    }
-    return pipe;
-}
-
-}  // namespace
 
 // Waits for the reader, which may never come.
 struct StalledInput::End {
@@ -32,15 +16,15 @@ struct StalledInput::End {
     std::thread server;
 
     void Serve() {
-        if (!ConnectNamedPipe(pipe, nullptr) && GetLastError() != ERROR_PIPE_CONNECTED) return;
+        if (!WaitForReader(pipe)) return;
         DWORD written = 0;
         WriteFile(pipe, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
     }
 };
 
 StalledInput::StalledInput(const std::filesystem::path&, std::span<const std::byte> bytes)
-    : path_(L"\\\\.\\pipe\\decoder-check-" + std::to_wstring(GetCurrentProcessId())),
-      end_(std::make_unique<End>(End{{bytes.begin(), bytes.end()}, MakePipe(path_), {}})) {
+    : path_(PipeName(L"check")),
+      end_(std::make_unique<End>(End{{bytes.begin(), bytes.end()}, MakeOutboundPipe(path_), {}})) {
     end_->server = std::thread([end = end_.get()] { end->Serve(); });
 }
 
