@@ -13,8 +13,20 @@ if(NOT WIN32)
     message(STATUS \"Installing: \${folder}/ffmpeg-lgpl.exe -> ${DECODER_INSTALLED_WORKER}\")"
           COMPONENT runtime)
 endif()
-install(FILES README.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT runtime)
-install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT runtime)
+
+# Documents lie as in the source tree, so that links between them hold. The header lies where compilers look for it.
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT runtime)
+install(DIRECTORY LICENSES docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT runtime PATTERN *.dot EXCLUDE)
+file(RELATIVE_PATH include_from_docs /prefix/${CMAKE_INSTALL_DOCDIR}/docs /prefix/${CMAKE_INSTALL_INCLUDEDIR})
+install(CODE "
+  set(index \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_DOCDIR}/docs/README.md\")
+  file(READ \"\${index}\" text)
+  string(REPLACE \"](../include/\" \"](${include_from_docs}/\" text \"\${text}\")
+  file(WRITE \"\${index}\" \"\${text}\")"
+        COMPONENT runtime)
+install(DIRECTORY examples bindings DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT dev
+        PATTERN CMakeLists.txt EXCLUDE PATTERN tests EXCLUDE PATTERN __pycache__ EXCLUDE PATTERN *.egg-info EXCLUDE
+        PATTERN build EXCLUDE)
 
 if(MINGW)
   # For hosts that link against the DLL instead of loading it.

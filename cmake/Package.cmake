@@ -49,7 +49,7 @@ written and deleted in place.")
 decoder_ffmpeg, a wrapper in C++, a CMake package and a pkg-config
 file.")
 
-  # The files that Debian wants in the folder of each package.
+  # The files that Debian wants in the folder of each package, and nobody else.
   set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
   find_program(GZIP_PROGRAM gzip REQUIRED)
   string(TIMESTAMP DECODER_BUILD_DATE "%a, %d %b %Y %H:%M:%S +0000" UTC)
@@ -66,7 +66,8 @@ file.")
   foreach(component runtime dev)
     string(TOUPPER ${component} upper)
     set(folder share/doc/${CPACK_DEBIAN_${upper}_PACKAGE_NAME})
-    install(FILES packaging/debian/copyright ${changelogs} DESTINATION ${folder} COMPONENT ${component})
+    install(FILES packaging/debian/copyright ${changelogs} DESTINATION ${folder} COMPONENT ${component}
+            EXCLUDE_FROM_ALL)
   endforeach()
 endif()
 include(CPack)

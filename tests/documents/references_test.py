@@ -5,21 +5,12 @@ import re
 import sys
 from pathlib import Path
 
+import links
+
 ROOT = Path(__file__).resolve().parents[2]
-FENCED = re.compile(r"^```.*?^```$", re.MULTILINE | re.DOTALL)
-LINK = re.compile(r"\[[^\]]*\]\(([^)\s]+)\)")
 NAMED = re.compile(r"`([^`\n]+)`")
 TEST = re.compile(r"[A-Z]\w+\.[A-Z]\w+|test_\w+")
 SCRIPT = re.compile(r"(scripts/[\w-]+|\.ci/run)\b")
-
-
-def slug(heading):
-    """The anchor that forges give a heading."""
-    return re.sub(r"[^\w\- ]", "", heading.strip().lower()).replace(" ", "-")
-
-
-def headings(document):
-    return {slug(line) for line in re.findall(r"^#+ (.*)$", FENCED.sub("", document.read_text()), re.MULTILINE)}
 
 
 def tests_of_this_tree():
@@ -34,16 +25,9 @@ def tests_of_this_tree():
 
 
 def faults_of(document, tests):
-    text = FENCED.sub("", document.read_text())
-    for target in LINK.findall(text):
-        if "://" in target or target.startswith("mailto:"):
-            continue
-        path, _, anchor = target.partition("#")
-        file = (document.parent / path).resolve() if path else document
-        if not file.exists():
-            yield f"there is no {target}"
-        elif anchor and anchor not in headings(file):
-            yield f"{path or 'it'} has no heading #{anchor}"
+    for _, fault in links.broken_links(document):
+        yield fault
+    text = links.prose(document)
     for name in NAMED.findall(text):
         if TEST.fullmatch(name) and name not in tests:
             yield f"there is no test {name}"

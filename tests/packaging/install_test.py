@@ -8,6 +8,9 @@ import sys
 import tempfile
 from pathlib import Path
 
+sys.path.append(str(Path(__file__).parents[1] / "documents"))
+import links
+
 BUILD, CXX = sys.argv[1:]
 
 CONSUMER = """
@@ -48,6 +51,11 @@ with tempfile.TemporaryDirectory() as folder:
                  "bash-completion/completions/decoder-host", "zsh/site-functions/_decoder-host",
                  "fish/vendor_completions.d/decoder-host.fish"):  # fmt: skip
         assert (prefix / "share" / file).is_file(), file
+
+    documents = list((prefix / "share/doc/decoder-ffmpeg").rglob("*.md"))
+    assert len(documents) > 10, documents
+    broken = [f"{document.name}: {fault}" for document in documents for _, fault in links.broken_links(document)]
+    assert not broken, "\n".join(broken)
 
     song = folder / "tone.tta"
     run("ffmpeg", "-v", "error", "-nostdin", "-f", "lavfi", "-i", "sine=duration=1", "-metadata", "title=A tone", song)
