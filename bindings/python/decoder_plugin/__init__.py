@@ -11,7 +11,7 @@
 from ._errors import Cancelled, DecoderError, Failure
 from ._plugin import Decoder, Plugin
 from ._quit_event import QuitEvent
-from ._sound import Block, Format
+from ._sound import Block, Format, SourceStream
 from ._tags import Picture, Tags
 
 __all__ = [
@@ -24,5 +24,6 @@ __all__ = [
     "Picture",
     "Plugin",
     "QuitEvent",
+    "SourceStream",
     "Tags",
 ]

@@ -13,8 +13,8 @@ from . import _records
 from ._errors import Cancelled, DecoderError, Failure
 from ._quit_event import QuitEvent
 from ._records import text_at, wide
-from ._sound import Block, Format
-from ._tags import Tags
+from ._sound import Block, Format, SourceStream
+from ._tags import Tags, Values
 
 _PathLike = Union[str, "os.PathLike[str]"]
 
@@ -79,7 +79,7 @@ class Plugin:
         with self.open(path) as decoder:
             return decoder.tags
 
-    def write_tags(self, path: _PathLike, tags: Union[Tags, dict]) -> None:
+    def write_tags(self, path: _PathLike, tags: Union[Tags, Values]) -> None:
         """Writes these names and pictures into the file and leaves all others as they are. DecoderError when the file
         couldn't be changed."""
         blob = (tags if isinstance(tags, Tags) else Tags(tags)).to_blob()
@@ -161,6 +161,19 @@ class Decoder:
         self._check(self._call("SetPosition", frame), "the position can't be set")
 
     @property
+    def source_streams(self) -> list[SourceStream]:
+        """The audio streams of the file that was opened last, in its order, which ``audio_stream`` counts. Empty for a
+        plug-in that can't tell, and after an open that failed."""
+        return [SourceStream(codec, details) for codec, details in self._rows("SourceStream")]
+
+    @property
+    def duration_estimated(self) -> Optional[bool]:
+        """Whether ``format.duration`` is the worker's guess, so that far less or more may decode without anything being
+        wrong. None for a plug-in that can't tell, and after an open that failed."""
+        param = _records.Param()
+        return param.value == 1 if self._call("Get", wide("DurationEstimated"), param) == 1 else None
+
+    @property
     def worker_exit(self) -> Optional[int]:
         """At the end of the stream: 0 when the worker was content with the file, another number when the file or the
         worker broke, None when it can't be known. What came is then shorter than the file promised."""
@@ -190,7 +203,8 @@ class Decoder:
     def _call(self, name: str, *arguments: object) -> int:
         if not self._decoder:
             raise ValueError("the decoder is closed")
-        return getattr(self._plugin._library, name)(self._decoder, *arguments)
+        result: int = getattr(self._plugin._library, name)(self._decoder, *arguments)
+        return result
 
     def _check(self, result: int, what: str) -> None:
         if result == 1:

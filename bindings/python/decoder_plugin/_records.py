@@ -91,7 +91,7 @@ FUNCTIONS = {
 }
 
 
-def wide(text: str) -> ctypes.Array:
+def wide(text: str) -> ctypes.Array[ctypes.c_char]:
     """NUL-terminated UTF-16LE, alive as long as what this gives."""
     return ctypes.create_string_buffer(text.encode("utf-16-le", "surrogatepass") + b"\0\0")
 

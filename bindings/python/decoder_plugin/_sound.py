@@ -1,14 +1,14 @@
-"""What a stream holds, and one piece of it."""
+"""What a stream holds, what it was made from, and one piece of it."""
 
 from __future__ import annotations
 
 from dataclasses import dataclass
-from typing import TYPE_CHECKING, Optional
+from typing import TYPE_CHECKING, Any, Optional
 
 from ._records import DecoderFormat
 
 if TYPE_CHECKING:
-    import numpy
+    import numpy.typing
 
 _FLOAT = 3
 _EXTENSIBLE = 0xFFFE
@@ -44,6 +44,14 @@ class Format:
         )
 
 
+@dataclass(frozen=True)
+class SourceStream:
+    """An audio stream as it lies in the file, in the worker's words."""
+
+    codec: str  # "flac"
+    details: str  # "96000 Hz, stereo, s32 (24 bit)"
+
+
 class Block:
     """Up to 4096 frames. ``samples`` shows the decoder's own memory and holds these samples until the next block
     is asked for; ``bytes(block)`` and ``block.to_numpy()`` are copies that stay."""
@@ -59,7 +67,7 @@ class Block:
         """Frames."""
         return self.samples.nbytes // self.format.frame_bytes
 
-    def to_numpy(self) -> "numpy.ndarray":
+    def to_numpy(self) -> numpy.typing.NDArray[Any]:
         """Shape (frames, channels): float32 or float64 as they are, integers of 8, 16 and 32 bits likewise, those of
         24 bits as int32 with the same values. Needs NumPy; ValueError for other formats."""
         import numpy

@@ -3,12 +3,15 @@
 from __future__ import annotations
 
 import struct
-from collections.abc import Iterable, Iterator, MutableMapping
+from collections.abc import Iterable, Iterator, Mapping, MutableMapping
 from dataclasses import dataclass
 from typing import Union
 
 _SEPARATOR = "\r"  # between several values of one name
 _PICTURE = "_albumart_"
+
+Value = Union[str, Iterable[str]]
+Values = Union[Mapping[str, Value], Iterable[tuple[str, Value]]]
 
 
 @dataclass(frozen=True)
@@ -36,7 +39,7 @@ class Picture:
         return self.key[len(_PICTURE) :].partition("_")[2]
 
 
-class Tags(MutableMapping):
+class Tags(MutableMapping[str, str]):
     """Names, in the case that the file gives them and compared without ASCII case, with one or more values.
 
     ``tags["Artist"]`` is the first value, ``tags.all("Artist")`` the list of them; a list may be assigned.
@@ -44,10 +47,11 @@ class Tags(MutableMapping):
     the mapping.
     """
 
-    def __init__(self, values: Union[dict, Iterable[tuple]] = (), pictures: Iterable[Picture] = ()) -> None:
+    def __init__(self, values: Values = (), pictures: Iterable[Picture] = ()) -> None:
         self._values: dict[str, tuple[str, list[str]]] = {}
         self.pictures: list[Picture] = list(pictures)
-        self.update(values)
+        for name, value in values.items() if isinstance(values, Mapping) else values:
+            self[name] = value
 
     @staticmethod
     def _fold(name: str) -> str:
@@ -63,7 +67,7 @@ class Tags(MutableMapping):
         except KeyError:
             raise KeyError(name) from None
 
-    def __setitem__(self, name: str, value: Union[str, Iterable[str]]) -> None:
+    def __setitem__(self, name: str, value: Value) -> None:
         values = [value] if isinstance(value, str) else list(value)
         if not name or "\0" in name or any("\0" in text for text in values):
             raise ValueError("a tag's name isn't empty, and neither name nor value holds a NUL")

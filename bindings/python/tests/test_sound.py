@@ -4,7 +4,7 @@ import numpy
 import pytest
 import soundfile
 
-from decoder_plugin import Cancelled, DecoderError, Failure, Plugin, QuitEvent
+from decoder_plugin import Cancelled, DecoderError, Failure, Plugin, QuitEvent, SourceStream
 
 
 @pytest.mark.parametrize(
@@ -41,6 +41,20 @@ def test_the_stream_is_chosen_by_number(plugin, make_file):
     with pytest.raises(DecoderError) as failed:
         plugin.open(path, audio_stream=2)
     assert failed.value.failure is Failure.NO_SUCH_STREAM
+
+
+def test_what_is_known_of_the_source(plugin, make_file, tmp_path):
+    stereo = ("-f", "lavfi", "-i", "anullsrc=cl=stereo:r=96000:d=1")
+    path = make_file("a.mka", *stereo, "-map", "0", "-map", "1", "-c:a:0", "pcm_s16le", "-c:a:1", "flac", "-sample_fmt:a:1", "s32")
+    with plugin.open(path) as decoder:
+        assert [stream.codec for stream in decoder.source_streams] == ["pcm_s16le", "flac"]
+        assert decoder.source_streams[1] == SourceStream("flac", "96000 Hz, stereo, s32 (24 bit)")
+        assert decoder.duration_estimated is False
+        decoder.open(make_file("bare.aac"))
+        assert decoder.duration_estimated is True
+        with pytest.raises(DecoderError):
+            decoder.open(tmp_path / "nothing.tta")
+        assert (decoder.source_streams, decoder.duration_estimated) == ([], None)
 
 
 def test_failures_tell_their_kind(plugin, tmp_path):
