@@ -1,6 +1,7 @@
 // Any bytes as an ID3v2 tag: parsing ends in frames that came from these bytes or in one exception, and so
 // does whatever the frames mean.
 #include <algorithm>
+#include <vector>
 
 #include "fuzzing.h"
 #include "tags/id3v2/parser.h"
@@ -11,9 +12,10 @@ using namespace id3parser;
 
 namespace {
 
-bool Parse(id3tag& tag, std::span<const std::byte> bytes, std::uint64_t cacheBytes) {
+bool Parse(id3tag& tag, std::span<const std::byte> bytes, std::size_t cacheBytes) {
     streamInMem memory(bytes);
-    streamInCache cache(memory, cacheBytes);
+    std::vector<std::byte> room(cacheBytes);
+    streamInCache cache(memory, room);
     parseCallback callback;
     try {
         parseTag(tag, cache, callback);

@@ -248,7 +248,7 @@ int clString::Compare(std::u16string_view a, const char16_t* b, std::int32_t n, 
 }
 
 bool clString::EqualsNoCase(std::u16string_view a, std::u16string_view b) noexcept {
-    return Compare(a, b, 0, true) == 0;
+    return a.size() == b.size() && Compare(a, b, 0, true) == 0;
 }
 
 bool clString::EqualsNoCase(std::u16string_view a, const char16_t* b) noexcept {

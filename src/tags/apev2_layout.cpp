@@ -5,7 +5,6 @@
 
 #include "support/clbuffer.h"
 #include "support/endian.h"
-#include "tags/apev2_format.h"
 
 namespace apev2 {
 
@@ -76,6 +75,11 @@ Presence ReadFooter(clFile& file, std::int64_t end, Record& footer) noexcept {
     std::array<std::byte, kFooterBytes> bytes{};
     if (!ReadAt(file, end - static_cast<std::int64_t>(kFooterBytes), bytes.data(), bytes.size()))
         return Presence::Unreadable;
+    return JudgeFooter(file, end, bytes, footer);
+}
+
+Presence JudgeFooter(clFile& file, std::int64_t end, std::span<const std::byte, kFooterBytes> bytes,
+                     Record& footer) noexcept {
     if (!ParseRecord(bytes.data(), footer)) return Presence::Absent;
     return (footer.flags & kIsHeader) != 0 ? ProveFlaggedFooter(file, end, footer) : Presence::Present;
 }

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "support/clfile.h"
+#include "tags/apev2_format.h"
 #include "tags/presence.h"
 
 namespace apev2 {
@@ -28,6 +29,9 @@ bool IsHeaderOf(const std::byte* bytes, const Record& footer) noexcept;
 
 // Looks for the footer that ends at `end`. Its size is still to be checked.
 Presence ReadFooter(clFile& file, std::int64_t end, Record& footer) noexcept;
+// The same for who has read the bytes in front of `end` already.
+Presence JudgeFooter(clFile& file, std::int64_t end, std::span<const std::byte, kFooterBytes> bytes,
+                     Record& footer) noexcept;
 
 enum class ItemType : std::uint32_t { Text = 0, Binary = 1, Locator = 2, Reserved = 3 };
 

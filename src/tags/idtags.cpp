@@ -1,5 +1,6 @@
 #include "tags/idtags.h"
 
+#include <bit>
 #include <cstring>
 #include <limits>
 #include <memory>
@@ -22,8 +23,13 @@ std::uint64_t EntryBytes(const IDTag& tag) noexcept {
 
 std::byte* PutText(std::byte* target, const clString& text) noexcept {
     const char16_t* units = text.text();
-    for (std::int32_t i = 0; i < text.size(); ++i, target += 2) PutLittle16(target, units[i]);
-    return target;
+    const auto bytes = 2 * static_cast<std::size_t>(text.size());
+    if constexpr (std::endian::native == std::endian::little) {
+        std::memcpy(target, units, bytes);
+    } else {
+        for (std::size_t i = 0; i < bytes; i += 2) PutLittle16(target + i, units[i / 2]);
+    }
+    return target + bytes;
 }
 
 bool FetchStored(const StoredBytes& stored, clFile* source, std::byte* target) noexcept {

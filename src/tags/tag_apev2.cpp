@@ -154,8 +154,14 @@ Presence TagAPEv2::FindFooter(Record& footer) noexcept {
     const TailState state = ReadId3v1Tail(file, tail);
     if (state == TailState::Unreadable) return Presence::Unreadable;
     if (state == TailState::TooShort) return Presence::Absent;
-    const std::int64_t end = state == TailState::Tag ? size - static_cast<std::int64_t>(kId3v1Bytes) : size;
-    return ReadFooter(file, end, footer);
+    return FindFooterAtEnd(tail, state, size, footer);
+}
+
+Presence TagAPEv2::FindFooterAtEnd(const Id3v1Tail& tail, TailState state, std::int64_t size,
+                                   Record& footer) noexcept {
+    if (state == TailState::Tag)
+        return ReadFooter(file, size - static_cast<std::int64_t>(kId3v1Bytes), footer);
+    return JudgeFooter(file, size, std::span(tail.bytes).last<kFooterBytes>(), footer);
 }
 
 TagAPEv2::Outcome TagAPEv2::ReadTag(IDTags& tags, bool wantVersion, bool keepRaw) {
@@ -180,7 +186,7 @@ TagAPEv2::Outcome TagAPEv2::ReadTag(IDTags& tags, bool wantVersion, bool keepRaw
     }
 
     Record footer;
-    const Presence found = ReadFooter(file, TagStart, footer);
+    const Presence found = FindFooterAtEnd(tail, state, size, footer);
     if (found == Presence::Unreadable) return Outcome::Unreadable;
     if (found == Presence::Absent) return Outcome::Whole;
     TagVersionNumber = footer.version;

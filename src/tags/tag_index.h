@@ -1,15 +1,19 @@
 // Entries by name, for collections as long as a file likes.
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <functional>
 #include <map>
+#include <span>
 #include <string>
 #include <string_view>
 
 #include "tags/idtags.h"
 
 // Finds what IDTags::Find finds, without a walk through a million entries for each of a million names. It is
-// ordered, since a file that chooses the names can choose them so that their hashes collide.
+// ordered, since a file that chooses the names can choose them so that their hashes collide. As few entries
+// as most files have are faster to walk than to put in order.
 class TagIndex {
   public:
     // Indexes the entries that are there; `strip` as with IDTags::Find.
@@ -27,6 +31,12 @@ class TagIndex {
     bool TryAdd(IDTag& tag);
 
   private:
+    static constexpr std::size_t kFew = 24;
+
+    std::span<IDTag* const> Few() const noexcept { return std::span(few_).first(fewCount_); }
+
     bool strip_;
-    std::map<std::u16string, IDTag*, std::less<>> entries_;
+    std::array<IDTag*, kFew> few_;
+    std::size_t fewCount_ = 0;
+    std::map<std::u16string, IDTag*, std::less<>> entries_;  // all of them once they aren't few; empty before
 };

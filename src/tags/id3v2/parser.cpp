@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <limits>
 #include <new>
 #include <span>
 #include <utility>
@@ -70,20 +69,20 @@ void readBody(streamIn& stream, FrameBytes& body, std::uint32_t size, std::uint6
     }
 }
 
-// The decoded size isn't known beforehand: asks for more and more until less comes.
-void readUnsynchronisedBody(streamIn& stream, FrameBytes& body, std::uint32_t size) {
+// The decoded size isn't known beforehand, but is no larger than what is stored: asks for more until less
+// comes.
+void readUnsynchronisedBody(streamIn& stream, FrameBytes& body, std::uint32_t size,
+                            std::uint64_t sourceBytes) {
     streamLimited window(stream, size);
     streamFixSync decoded(window);
-    std::uint64_t piece = kUnsynchronisedPiece;
-    for (;;) {
+    std::uint64_t piece = size <= sourceBytes ? size : kUnsynchronisedPiece;
+    while (body.size() < size) {
         const std::size_t have = body.size();
+        piece = std::min<std::uint64_t>(piece, size - have);
         body.resize(have + piece);
         const std::uint64_t came = decoded.read(body.data() + have, piece);
-        if (came < piece) {
-            body.resize(have + came);
-            return;
-        }
-        if (piece > std::numeric_limits<std::size_t>::max() / 2) throw std::overflow_error("overflow");
+        body.resize(have + came);
+        if (came < piece) return;
         piece *= 2;
     }
 }
@@ -220,7 +219,7 @@ void parseFramesV24(id3tag& tag, streamIn& stream, parseCallback& callback) {
             stream.skipExact(kDataLengthBytes);
         }
         if ((frame.formatFlags & kFrameUnsynchronised) != 0) {
-            readUnsynchronisedBody(stream, frame.data, size);
+            readUnsynchronisedBody(stream, frame.data, size, tag.sourceBytes);
         } else {
             readFrame(tag, stream, frame, size);
         }

@@ -1,6 +1,8 @@
 #include "tags/id3v2/parser_streams.h"
 
 #include <algorithm>
+#include <array>
+#include <cstring>
 
 namespace id3parser {
 
@@ -35,33 +37,62 @@ bool streamLimited::leave(std::uint64_t length, std::int64_t& filePosition) {
     return true;
 }
 
-bool streamFixSync::readByte(std::byte& out) {
-    if (hasPending_) {
-        out = pendingByte_;
-        hasPending_ = false;
-        return true;
-    }
-    if (source_.read(&out, 1) == 0) return false;
-    if (out == kSyncByte) {
-        std::byte next{};
-        source_.readExact(&next, 1);
-        if ((next & kSyncMask) == kSyncMask) throw parseError();
-        pendingByte_ = next;
-        hasPending_ = next != std::byte{0};
-    }
-    return true;
-}
-
 std::uint64_t streamFixSync::read(std::byte* buffer, std::uint64_t length) {
     std::uint64_t done = 0;
-    while (done < length && readByte(buffer[done])) ++done;
+    while (done < length) {
+        if (hasPending_) {
+            buffer[done++] = pendingByte_;
+            hasPending_ = false;
+            continue;
+        }
+        const std::uint64_t came = source_.read(buffer + done, length - done);
+        if (came == 0) break;
+        done += undo({buffer + done, came});
+    }
     return done;
 }
 
+// In place, run by run: few bytes of a picture are 0xFF. What follows one in the last place is read, too.
+std::uint64_t streamFixSync::undo(std::span<std::byte> bytes) {
+    std::byte* target = bytes.data();
+    for (std::span<std::byte> rest = bytes; !rest.empty();) {
+        const void* sync = std::memchr(rest.data(), std::to_integer<int>(kSyncByte), rest.size());
+        const std::size_t run =
+            sync == nullptr ? rest.size()
+                            : static_cast<std::size_t>(static_cast<const std::byte*>(sync) - rest.data()) + 1;
+        std::memmove(target, rest.data(), run);
+        target += run;
+        rest = rest.subspan(run);
+        if (sync == nullptr) break;
+        const bool last = rest.empty();
+        std::byte next{};
+        if (last) {
+            source_.readExact(&next, 1);
+        } else {
+            next = rest.front();
+            rest = rest.subspan(1);
+        }
+        if ((next & kSyncMask) == kSyncMask) throw parseError();
+        if (next == std::byte{0}) continue;
+        if (last) {
+            pendingByte_ = next;
+            hasPending_ = true;
+        } else {
+            *target++ = next;
+        }
+    }
+    return static_cast<std::uint64_t>(target - bytes.data());
+}
+
 std::uint64_t streamFixSync::skip(std::uint64_t length) {
+    std::array<std::byte, 1024> dropped;
     std::uint64_t done = 0;
-    std::byte dropped{};
-    while (done < length && readByte(dropped)) ++done;
+    while (done < length) {
+        const std::uint64_t came =
+            read(dropped.data(), std::min<std::uint64_t>(length - done, dropped.size()));
+        if (came == 0) break;
+        done += came;
+    }
     return done;
 }
 

@@ -39,7 +39,7 @@ class streamFixSync final : public streamIn {
     void seek(std::uint64_t) override { throw notSeekableError(); }
 
   private:
-    bool readByte(std::byte& out);
+    std::uint64_t undo(std::span<std::byte> bytes);
 
     streamIn& source_;
     std::byte pendingByte_{};

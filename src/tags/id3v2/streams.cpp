@@ -15,24 +15,21 @@ std::uint64_t streamIn::skipExact(std::uint64_t length) {
     return length;
 }
 
-streamInCache::streamInCache(streamIn& source, std::uint64_t capacity)
-    : source_(source), capacity_(capacity), buffer_(new std::byte[capacity]) {}
-
 std::uint64_t streamInCache::read(std::byte* buffer, std::uint64_t length) {
     std::uint64_t done = 0;
     while (done < length) {
         const std::uint64_t taken = std::min(length - done, filled_ - cursor_);
-        if (buffer != nullptr) std::copy_n(buffer_.get() + cursor_, taken, buffer + done);
+        if (buffer != nullptr) std::copy_n(room_.data() + cursor_, taken, buffer + done);
         cursor_ += taken;
         done += taken;
         if (done == length) break;
 
         cursor_ = filled_ = 0;
         const std::uint64_t rest = length - done;
-        if (rest > capacity_ / 2) {
+        if (rest > room_.size() / 2) {
             return done + (buffer == nullptr ? source_.skip(rest) : source_.read(buffer + done, rest));
         }
-        filled_ = source_.read(buffer_.get(), capacity_);
+        filled_ = source_.read(room_.data(), room_.size());
         if (filled_ == 0) break;
     }
     return done;
@@ -53,8 +50,8 @@ bool streamInCache::leave(std::uint64_t length, std::int64_t& filePosition) {
 
 bool streamInCache::beginsWith(std::string_view bytes) {
     constexpr std::uint64_t kFirstBlock = 2048;  // most tags without a picture
-    filled_ = source_.read(buffer_.get(), std::min(capacity_, kFirstBlock));
-    return filled_ >= bytes.size() && std::memcmp(buffer_.get(), bytes.data(), bytes.size()) == 0;
+    filled_ = source_.read(room_.data(), std::min<std::uint64_t>(room_.size(), kFirstBlock));
+    return filled_ >= bytes.size() && std::memcmp(room_.data(), bytes.data(), bytes.size()) == 0;
 }
 
 void streamOutBuffer::write(const std::byte* buffer, std::uint64_t length) {

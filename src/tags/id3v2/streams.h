@@ -3,7 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
+#include <span>
 #include <stdexcept>
 #include <string_view>
 #include <vector>
@@ -57,11 +57,11 @@ class streamOut {
     ~streamOut() = default;
 };
 
-// Reads ahead in blocks of `capacity` bytes, so that single bytes don't reach the source. What is larger than
-// half of that goes past the buffer.
+// Reads ahead into memory that its owner lends it, so that single bytes don't reach the source. What is
+// larger than half of that goes past it.
 class streamInCache final : public streamIn {
   public:
-    streamInCache(streamIn& source, std::uint64_t capacity);
+    streamInCache(streamIn& source, std::span<std::byte> room) noexcept : source_(source), room_(room) {}
 
     std::uint64_t read(std::byte* buffer, std::uint64_t length) override;  // a null buffer skips
     std::uint64_t skip(std::uint64_t length) override { return read(nullptr, length); }
@@ -75,10 +75,9 @@ class streamInCache final : public streamIn {
 
   private:
     streamIn& source_;
-    std::uint64_t capacity_;
+    std::span<std::byte> room_;
     std::uint64_t filled_ = 0;
     std::uint64_t cursor_ = 0;
-    std::unique_ptr<std::byte[]> buffer_;
 };
 
 // Collects bytes in memory.

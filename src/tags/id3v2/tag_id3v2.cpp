@@ -18,13 +18,19 @@ namespace {
 constexpr std::size_t kCacheBytes = 16384;
 constexpr std::u16string_view kUndefinedPicture = u"_Undefined";
 
-// Reads an open file from where it stands; that place is position 0.
+// Reads an open file of `size` bytes from `base` on; that place is position 0. It counts where it is, so that
+// nobody else may move the file's own position, and that is moved for a read only.
 class myStreamIn final : public streamIn {
   public:
-    myStreamIn(clFile& file, std::uint64_t base) noexcept : file_(file), base_(base) {}
+    myStreamIn(clFile& file, std::uint64_t base, std::uint64_t size) noexcept
+        : file_(file), base_(base), size_(size), position_(base) {}
 
     std::uint64_t read(std::byte* buffer, std::uint64_t length) override {
-        return file_.Read(buffer, length);
+        if (!stands_ && !file_.Seek(static_cast<std::int64_t>(position_), clFile::Where::Start)) return 0;
+        stands_ = true;
+        const std::uint64_t came = file_.Read(buffer, length);
+        position_ += came;
+        return came;
     }
 
     std::uint64_t skip(std::uint64_t length) override {
@@ -39,22 +45,27 @@ class myStreamIn final : public streamIn {
         return done;
     }
 
-    std::uint64_t tell() override { return static_cast<std::uint64_t>(file_.Tell()) - base_; }
-    void seek(std::uint64_t position) override {
-        file_.Seek(static_cast<std::int64_t>(base_ + position), clFile::Where::Start);
-    }
+    std::uint64_t tell() override { return position_ - base_; }
+    void seek(std::uint64_t position) override { GoTo(base_ + position); }
 
     bool leave(std::uint64_t length, std::int64_t& filePosition) override {
-        filePosition = file_.Tell();
-        const std::int64_t size = file_.Size();
-        return filePosition >= 0 && filePosition <= size &&
-               length <= static_cast<std::uint64_t>(size - filePosition) &&
-               file_.Seek(filePosition + static_cast<std::int64_t>(length), clFile::Where::Start);
+        if (position_ > size_ || length > size_ - position_) return false;
+        filePosition = static_cast<std::int64_t>(position_);
+        GoTo(position_ + length);
+        return true;
     }
 
   private:
+    void GoTo(std::uint64_t position) noexcept {
+        position_ = position;
+        stands_ = false;
+    }
+
     clFile& file_;
     std::uint64_t base_;
+    std::uint64_t size_;
+    std::uint64_t position_;
+    bool stands_ = false;  // the file at `position_`
 };
 
 clString fromUtf8(std::string_view text) {
@@ -200,11 +211,11 @@ bool TagID3v2::ReadAt(std::uint64_t position, std::span<std::byte> bytes) noexce
 bool TagID3v2::readTagFrom(id3tag& tag, clFile& source, std::uint64_t position) noexcept {
     try {
         if (!source.IsOpen()) return false;
-        source.Seek(static_cast<std::int64_t>(position), clFile::Where::Start);
         const auto fileBytes = static_cast<std::uint64_t>(source.Size());
         tag.sourceBytes = fileBytes - std::min(fileBytes, position);
-        myStreamIn stream(source, position);
-        streamInCache cache(stream, kCacheBytes);
+        myStreamIn stream(source, position, fileBytes);
+        std::array<std::byte, kCacheBytes> room;
+        streamInCache cache(stream, room);
         parseCallback callback;
         // No exception for what most files are.
         if (!cache.beginsWith(kTagSignature)) return false;

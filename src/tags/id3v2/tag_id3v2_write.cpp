@@ -257,6 +257,7 @@ bool TagID3v2::WriteTag(const IDTags& tags, bool deleteOnly) {
         orderPictures(tag);
         renderTag(tag, rendered, {old.room, maxPadding, alignment});
     }
+    tag.frames.clear();  // their pictures would be in memory twice while the file changes
     return Replace(old.bytes, rendered.bytes);
 }
 

@@ -96,9 +96,9 @@ void splitAtSlash(std::string_view name, std::string_view text, TagValues& value
     while (!text.empty()) {
         text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
         const std::size_t slash = text.find('/');
-        if (slash == std::string_view::npos) return addValue(values, name, text);
+        if (slash == std::string_view::npos) return addValue(values, name, std::string(text));
         const std::string_view piece = text.substr(0, slash);
-        addValue(values, name, piece.substr(0, piece.find_last_not_of(' ') + 1));
+        addValue(values, name, std::string(piece.substr(0, piece.find_last_not_of(' ') + 1)));
         text.remove_prefix(slash + 1);
     }
 }
@@ -147,8 +147,8 @@ void readNamedFrame(const id3frame& frame, const NamedFrame& row, const FrameCon
 void readCommentFrame(const id3frame& frame, const FrameContext& context, TagValues& values) {
     TextCursor cursor;
     const std::string description = frameText(frame, context.strict, 0, cursor);
-    const std::string text = frameText(frame, context.strict, 1, cursor);
-    addValue(values, description.empty() ? "Comment" : "Comment " + description, text);
+    std::string text = frameText(frame, context.strict, 1, cursor);
+    addValue(values, description.empty() ? "Comment" : "Comment " + description, std::move(text));
 }
 
 // The last rating of a tag wins.
@@ -217,11 +217,11 @@ bool beginsWithNoCase(std::string_view text, std::string_view prefix) noexcept {
                       [](char left, char right) { return foldLetter(left) == foldLetter(right); });
 }
 
-void addValue(TagValues& values, std::string_view name, std::string_view text) {
+void addValue(TagValues& values, std::string_view name, std::string text) {
     if (text.empty()) return;
     auto entry = values.find(name);
     if (entry == values.end()) entry = values.emplace(name, ValueList()).first;
-    entry->second.emplace_back(text);
+    entry->second.push_back(std::move(text));
 }
 
 void frameToValues(const id3frame& frame, const FrameContext& context, TagValues& values) {

@@ -29,7 +29,7 @@ using ValueList = std::vector<std::string>;
 using TagValues = std::map<std::string, ValueList, NameLess>;
 
 // Appends `text` to the list of `name`; an empty text adds nothing, not even the name.
-void addValue(TagValues& values, std::string_view name, std::string_view text);
+void addValue(TagValues& values, std::string_view name, std::string text);
 
 // What the meaning of a frame depends on.
 struct FrameContext {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <limits>
+#include <span>
 #include <stdexcept>
 #include <utility>
 
@@ -103,34 +104,54 @@ bool isDamagedByUndoing(const FrameBytes& data) {
     return pair != data.end() || (!data.empty() && data.back() == kSyncByte);
 }
 
-FrameBytes unsynchronised(const FrameBytes& data) {
-    FrameBytes bytes;
-    bytes.reserve(data.size() + data.size() / 64 + 1);
-    for (std::size_t i = 0; i < data.size(); ++i) {
-        bytes.push_back(data[i]);
-        if (data[i] != kSyncByte) continue;
-        const bool last = i + 1 == data.size();
-        if (last || changesInUnsynchronisation(data[i + 1])) bytes.push_back(std::byte{0});
+// Calls `put` for each run of bytes between which a zero has to stand.
+template <typename Put>
+void unsynchronise(std::span<const std::byte> data, Put put) {
+    const auto wantsZero = [data](std::size_t sync) {
+        return sync + 1 == data.size() || changesInUnsynchronisation(data[sync + 1]);
+    };
+    std::size_t start = 0;
+    for (std::size_t from = 0; from < data.size();) {
+        const auto sync = std::find(data.begin() + static_cast<std::ptrdiff_t>(from), data.end(), kSyncByte);
+        if (sync == data.end()) break;
+        from = static_cast<std::size_t>(sync - data.begin()) + 1;
+        if (!wantsZero(from - 1)) continue;
+        put(data.subspan(start, from - start), true);
+        start = from;
     }
+    put(data.subspan(start), false);
+}
+
+std::uint64_t unsynchronisedBytes(const FrameBytes& data) {
+    std::uint64_t bytes = 0;
+    unsynchronise(
+        data, [&bytes](std::span<const std::byte> run, bool zero) { bytes += run.size() + (zero ? 1 : 0); });
     return bytes;
+}
+
+// What the frame takes behind its header.
+std::uint64_t storedBytes(const id3frame& frame, std::uint32_t tagVersion) {
+    if (tagVersion == kVersion23 || !needsUnsynchronisation(frame)) return frame.data.size();
+    return unsynchronisedBytes(frame.data) + sizeof(std::uint32_t);
 }
 
 // Whether the frame was unsynchronised.
 bool renderFrameV24(const id3frame& frame, streamOut& out) {
+    const bool unsynchronised = needsUnsynchronisation(frame);
+    const std::uint64_t size = storedBytes(frame, kVersion24);
+    requireReadable(size);
     writeBig32(out, frame.id);
-    if (!needsUnsynchronisation(frame)) {
-        requireReadable(frame.data.size());
-        writeSynchsafe(out, frame.data.size());
-        writeFrameFlags(out, 0);
+    writeSynchsafe(out, size);
+    writeFrameFlags(out, unsynchronised ? kFrameUnsynchronised | kFrameDataLength : 0);
+    if (!unsynchronised) {
         out.write(frame.data.data(), frame.data.size());
         return false;
     }
-    const FrameBytes bytes = unsynchronised(frame.data);
-    requireReadable(bytes.size() + sizeof(std::uint32_t));
-    writeSynchsafe(out, bytes.size() + sizeof(std::uint32_t));
-    writeFrameFlags(out, kFrameUnsynchronised | kFrameDataLength);
     writeSynchsafe(out, frame.data.size());
-    out.write(bytes.data(), bytes.size());
+    unsynchronise(frame.data, [&out](std::span<const std::byte> run, bool zero) {
+        out.write(run.data(), run.size());
+        if (zero) writeByte(out, 0);
+    });
     return true;
 }
 
@@ -143,11 +164,7 @@ bool mayAnnounceUnsynchronisation(const id3tag& tag) {
 }
 
 // Whether the header has to announce unsynchronisation.
-bool renderFrames(const id3tag& tag, streamOutBuffer& out) {
-    if (tag.version != kVersion23 && tag.version != kVersion24) throw writeError();
-    std::size_t expected = 0;
-    for (const id3frame& frame : tag.frames) expected += kFrameHeaderBytes + frame.data.size();
-    out.bytes.reserve(expected);
+bool renderFrames(const id3tag& tag, streamOut& out) {
     bool anyUnsynchronised = false;
     for (const id3frame& frame : tag.frames) {
         if (tag.version == kVersion23) {
@@ -168,15 +185,6 @@ std::uint64_t paddingFor(std::uint64_t tagBytes, const TagRoom& room) {
     }
     const std::uint64_t excess = (tagBytes + padding) % room.alignment;
     return excess == 0 ? padding : padding + room.alignment - excess;
-}
-
-void writeZeros(streamOut& out, std::uint64_t count) {
-    constexpr std::array<std::byte, 256> kZeros{};
-    while (count > 0) {
-        const std::uint64_t step = std::min<std::uint64_t>(count, kZeros.size());
-        out.write(kZeros.data(), step);
-        count -= step;
-    }
 }
 
 }  // namespace
@@ -205,21 +213,27 @@ void orderPictures(id3tag& tag) {
     for (auto& rank : ranks) tag.frames.splice(tag.frames.end(), rank);
 }
 
-void renderTag(const id3tag& tag, streamOut& out, const TagRoom& room) {
-    streamOutBuffer frames;
-    const bool unsynchronised = renderFrames(tag, frames);
-    out.write(reinterpret_cast<const std::byte*>(kTagSignature.data()), kTagSignature.size());
-    writeByte(out, tag.version);
-    writeByte(out, 0);  // revision
-    writeByte(out, unsynchronised ? kTagUnsynchronised : 0);
+void renderTag(const id3tag& tag, streamOutBuffer& out, const TagRoom& room) {
+    if (tag.version != kVersion23 && tag.version != kVersion24) throw writeError();
+    std::size_t expected = kTagHeaderBytes;
+    for (const id3frame& frame : tag.frames) expected += kFrameHeaderBytes + storedBytes(frame, tag.version);
+    out.bytes.reserve(expected + room.maxPadding);
 
-    const std::uint64_t tagBytes = frames.bytes.size() + kTagHeaderBytes;
+    // The frames get their final place at once: one of them may be a picture of many megabytes.
+    out.bytes.resize(kTagHeaderBytes);
+    const bool unsynchronised = renderFrames(tag, out);
+    const std::uint64_t tagBytes = out.bytes.size();
     const std::uint64_t padding = paddingFor(tagBytes, room);
     const std::uint64_t size = tagBytes + padding - kTagHeaderBytes;
     if (size > std::numeric_limits<std::uint32_t>::max()) throw std::overflow_error("overflow");
-    writeSynchsafe(out, size);
-    out.write(frames.bytes.data(), frames.bytes.size());
-    writeZeros(out, padding);
+    streamOutBuffer header;
+    header.write(reinterpret_cast<const std::byte*>(kTagSignature.data()), kTagSignature.size());
+    writeByte(header, tag.version);
+    writeByte(header, 0);  // revision
+    writeByte(header, unsynchronised ? kTagUnsynchronised : 0);
+    writeSynchsafe(header, size);
+    std::ranges::copy(header.bytes, out.bytes.begin());
+    out.bytes.resize(out.bytes.size() + padding);
 }
 
 void writeSynchsafe(streamOut& out, std::uint64_t value) {

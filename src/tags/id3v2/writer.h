@@ -30,10 +30,10 @@ struct TagRoom {
     std::uint32_t alignment = 1;  // of the whole tag's size
 };
 
-// Writes the tag, of version 2.3 or 2.4, with padding that keeps the old size if `maxPadding` allows that.
-// writeError for another version and for a frame or a tag too large for its size field; std::overflow_error
-// for one past 4 GiB.
-void renderTag(const id3tag& tag, streamOut& out, const TagRoom& room);
+// Puts the tag, of version 2.3 or 2.4, into an empty buffer, with padding that keeps the old size if
+// `maxPadding` allows that. writeError for another version and for a frame or a tag too large for its size
+// field; std::overflow_error for one past 4 GiB.
+void renderTag(const id3tag& tag, streamOutBuffer& out, const TagRoom& room);
 
 // A size in 4 bytes of 7 bits, most significant first; writeError when that is too few.
 void writeSynchsafe(streamOut& out, std::uint64_t value);

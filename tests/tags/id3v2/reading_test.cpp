@@ -296,7 +296,8 @@ TEST(Id3v2Streams, CacheAndFilterKeepTheirPlace) {
     std::string text;
     for (int i = 0; i < 100; ++i) text += static_cast<char>(i);
     id3parser::streamInMem memory(std::as_bytes(std::span(text)));
-    id3parser::streamInCache cache(memory, 16);
+    std::array<std::byte, 16> room;
+    id3parser::streamInCache cache(memory, room);
     std::byte bytes[32];
     for (const unsigned step : {1U, 9U, 3U, 8U, 20U, 0U, 7U, 31U, 40U}) {
         const std::uint64_t before = cache.tell();
