@@ -4,9 +4,10 @@
 //! to bare samples. Build with `rustc --edition 2021 decode.rs`.
 
 use std::env;
-use std::ffi::{c_char, c_int, c_void, CString};
+use std::ffi::CString;
 use std::fs::File;
 use std::io::Write;
+use std::os::raw::{c_char, c_int, c_void};
 use std::ptr::null;
 
 // [records]
