@@ -169,7 +169,7 @@ void Subject::RequireSamples(const std::string& bytes, std::size_t frame, std::s
 
 void ChurnMemory() {
     constexpr std::size_t kLargest = 0x10000;
-    constexpr int kEach = 64;
+    constexpr int kEach = 2048;  // more than an allocator has at hand of one size, and chooses from
     for (std::size_t size = 16; size <= kLargest; size += size / 4) {
         std::vector<std::unique_ptr<std::byte[]>> pieces;
         for (int index = 0; index < kEach && pieces.size() * size < 4 * kLargest; ++index) {

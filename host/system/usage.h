@@ -9,7 +9,7 @@ namespace host::system {
 struct Usage {
     std::size_t handles;  // open descriptors or handles
     std::size_t threads;  // running ones
-    std::int64_t heap;    // bytes that the C library has given out; 0 where it doesn't tell
+    std::int64_t heap;    // bytes that the allocators have given out
     std::int64_t memory;  // bytes that are this process's alone
 };
 

@@ -23,6 +23,9 @@ class QuitSignal {
 // Keeps the library loaded until the process ends, where its runtimes leave handles behind at every load.
 void StayLoaded();
 
+// Ends the process with a code of its own, where libraries end so late that no host can call them any more.
+void SpoilExit();
+
 // `log` is a word of DecoderCreateInfo.
 void WriteLog(std::uint64_t log, const std::u16string& text);
 

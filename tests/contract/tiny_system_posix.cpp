@@ -26,6 +26,8 @@ bool QuitSignal::IsSet() const {
 
 void StayLoaded() {}
 
+void SpoilExit() {}
+
 void WriteLog(std::uint64_t log, const std::u16string& text) {
     if (log == 0 || log == ~std::uint64_t{0}) return;
     [[maybe_unused]] const ssize_t count = write(static_cast<int>(log), text.data(), text.size() * 2);

@@ -26,6 +26,10 @@ void StayLoaded() {
                        reinterpret_cast<const wchar_t*>(&StayLoaded), &self);
 }
 
+void SpoilExit() {
+    TerminateProcess(GetCurrentProcess(), 3);
+}
+
 void WriteLog(std::uint64_t log, const std::u16string& text) {
     if (log == 0 || log == ~std::uint64_t{0}) return;
     DWORD count = 0;

@@ -6,6 +6,7 @@
 #include <tlhelp32.h>
 
 #include <system_error>
+#include <vector>
 
 namespace host::system {
 
@@ -41,6 +42,23 @@ std::size_t RunningThreads() {
     return count;
 }
 
+// The pieces that are given out, of all heaps.
+std::int64_t HeapBytes() {
+    std::vector<HANDLE> heaps(GetProcessHeaps(0, nullptr));
+    const DWORD count = GetProcessHeaps(static_cast<DWORD>(heaps.size()), heaps.data());
+    if (count < heaps.size()) heaps.resize(count);
+    std::int64_t bytes = 0;
+    for (const HANDLE heap : heaps) {
+        if (!HeapLock(heap)) continue;
+        PROCESS_HEAP_ENTRY entry{};
+        while (HeapWalk(heap, &entry)) {
+            if ((entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0) bytes += entry.cbData;
+        }
+        HeapUnlock(heap);
+    }
+    return bytes;
+}
+
 }  // namespace
 
 Usage CurrentUsage() {
@@ -49,7 +67,7 @@ Usage CurrentUsage() {
                                  sizeof memory)) {
         ThrowLastError("the system doesn't tell how much memory is taken");
     }
-    return {OpenHandles(), RunningThreads(), 0, static_cast<std::int64_t>(memory.PrivateUsage)};
+    return {OpenHandles(), RunningThreads(), HeapBytes(), static_cast<std::int64_t>(memory.PrivateUsage)};
 }
 
 }  // namespace host::system
