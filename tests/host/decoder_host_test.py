@@ -142,12 +142,14 @@ class Tagging(HostTest):
                 original = self.audio(name)
                 samples = worker_samples(name)
                 before, _ = self.tags(name)
+                self.assertIsNone(self.json("info", name)["tagKind"])
 
                 self.host("tag", name, "Title=A: B = C", "Artist=One", "Artist=Zwölf", "Mood=[a,b]", "Style=x",
                           "--cover", "back=blue.png", "--cover", "front=red.jpg")  # fmt: skip
                 expected = {**before, "title": ["A: B = C"], "artist": ["One", "Zwölf"], "mood": ["[a,b]"], "style": ["x"]}
                 tags, pictures = self.tags(name)
                 self.assertEqual(tags, expected)
+                self.assertEqual(self.json("info", name)["tagKind"], "APEv2" if exact else None)
                 shown = sorted((picture["type"], picture["bytes"], picture["format"]) for picture in pictures)
                 self.assertEqual(shown, [("Back Album Cover", len(blue), "PNG"), ("Front Album Cover", len(red), "JPEG")])
                 self.assertIn(b"Front Album Cover, JPEG, %d bytes" % len(red), self.host("tags", name).stdout)

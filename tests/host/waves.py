@@ -43,6 +43,7 @@ class Labels:
         self.places = {text.text: (int(text.get("x")), int(text.get("y")) - 5) for text in root.iter(SVG + "text")}
         image = root.find(SVG + "image")
         self.spectrogram = range(int(image.get("y")), int(image.get("y")) + int(image.get("height")))
+        self.columns = range(int(image.get("x")), int(image.get("x")) + int(image.get("width")))
         self.strokes = [path.get("d") for path in root.iter(SVG + "path")]
 
 
@@ -77,6 +78,29 @@ class Waves(HostTest):
                 self.assertAlmostEqual(high[0] + high[-1], 2 * labels.places["-inf"][1], delta=2)
                 self.assertEqual([y for y in wave if picture.colour(silence, y)[2] > 150], [labels.places["-inf"][1]])
 
+    def test_no_frequency_is_lost_or_made_up(self):
+        """In small pictures, in sounds shorter than a window of the transform, at the highest frequency."""
+        def sound(name, expression, rest):
+            ffmpeg("-f", "lavfi", "-i", f"aevalsrc={expression}:s=44100:{rest}", "-c:a", "pcm_s16le", name)
+
+        tones = range(3000, 18000, 3100)
+        sound("tones.wav", "+".join(f"0.15*sin(2*PI*{tone}*t)" for tone in tones), "d=1")
+        sound("short.wav", f"0.5*sin(2*PI*{tones[1]}*t)", "d=0.01")
+        sound("highest.wav", "0.5*cos(PI*n)", "d=1")
+        for name, frequencies, size in (("tones.wav", tones, "1600x900"), ("tones.wav", tones, "400x300"),
+                                        ("short.wav", tones[1:2], "1600x900"), ("highest.wav", [22000], "1600x900")):  # fmt: skip
+            with self.subTest(name, size=size):
+                self.host("wave", name, "--force", "--size", size, "-o", "a.png")
+                self.host("wave", name, "--force", "--size", size, "-o", "a.svg")
+                rows, columns = Labels("a.svg").spectrogram, Labels("a.svg").columns
+                picture = Picture("a.png", *map(int, size.split("x")))
+                middle = columns[len(columns) // 2]
+                for tone in frequencies:
+                    place = rows[-1] - tone * len(rows) // 22050
+                    near = [picture.brightness(middle, y) for y in range(place - 2, place + 3) if y in rows]
+                    self.assertGreater(max(near), 400, tone)
+                self.assertTrue(name == "short.wav" or picture.brightness(middle, rows[-1]) < 20)
+
     def test_an_svg_is_xml_with_its_labels(self):
         make("a &'b' é😀.tta" if not host_kit.OPTIONS.runner else "a &'b' é.tta", seconds=75)
         (name,) = os.listdir(".")
@@ -86,6 +110,8 @@ class Waves(HostTest):
         self.assertEqual(texts[1].split(", peak")[0], "1:10.000, PCM, 16 bits, 44100 Hz, 1 channel")
         for text in ("0:10", "1:10", "20 kHz", "0 dBFS", "-100"):
             self.assertIn(text, texts)
+        minute = Labels("a.svg").places["1:10"][0] - Labels("a.svg").places["0:10"][0]
+        self.assertAlmostEqual(minute, len(Labels("a.svg").columns) * 60 / 70, delta=2)
 
     def test_many_files_and_channels(self):
         os.mkdir("in")
@@ -97,6 +123,8 @@ class Waves(HostTest):
         self.assertEqual([line["status"] for line in lines.values()], ["done"] * 3)
         # A lane has strokes for peaks and for loudness; where lanes would be too many there is one.
         self.assertEqual([len(Labels(f"out/{channels}.svg").strokes) for channels in (1, 6, 10)], [2, 12, 2])
+        rows = [[int(row) for row in re.findall(r"[ V](\d+)", lane)] for lane in Labels("out/6.svg").strokes[::2]]
+        self.assertEqual([max(lane) - min(lane) > 10 for lane in rows], [False] + [True] * 5, "the first channel is silent")
         before = contents("out/1.svg")
         self.host("wave", "in/6.wav", "-o", "out/1.svg", code=1)
         self.assertEqual(contents("out/1.svg"), before)
