@@ -40,6 +40,7 @@ std::string Detect(const std::string& file) {
     }
 }
 
+constexpr std::uint64_t kOnes = ~0ULL;  // what is skipped shows when it is read
 const std::string kInvalid = "invalid input";
 
 std::string Box(const std::string& type, const std::string& payload) {
@@ -103,8 +104,9 @@ TEST(ImageType, ReadsEveryFormatToItsLimits) {
     const std::string tiffEntries =
         TiffEntry(256, 3, 1, Big(300, 2) + Zeros(2)) + TiffEntry(257, 4, 1, Big(200, 4)) +
         TiffEntry(274, 3, 1, Big(6, 2) + Zeros(2)) + TiffEntry(258, 3, 4, Big(62, 4));
-    const std::string tiff = "MM"s + Big(42, 2) + Big(8, 4) + Big(4, 2) + tiffEntries + Zeros(4) + Big(8, 2) +
-                             Big(8, 2) + Big(8, 2) + Big(8, 2);
+    const std::string tiffHead = "MM"s + Big(42, 2) + Big(8, 4);
+    const std::string tiff =
+        tiffHead + Big(4, 2) + tiffEntries + Zeros(4) + Big(8, 2) + Big(8, 2) + Big(8, 2) + Big(8, 2);
     const std::string jxl = JxlSize(7).Put(1, 1).Bytes();
     std::string hundred;
     for (int i = 0; i < 100; ++i) hundred += IcoEntry(16, 16, 8);
@@ -166,6 +168,26 @@ TEST(ImageType, ReadsEveryFormatToItsLimits) {
         {"BMP, header of 11", "BM"s + Zeros(12) + Little(11, 4) + Zeros(20), kInvalid},
 
         {"TIFF, turned, four samples", tiff, "200x300x32 alpha TIFF tiff image/tiff"},
+        {"TIFF, two samples in place, a mask",
+         tiffHead + Big(5, 2) + TiffEntry(256, 4, 1, Big(300, 4)) + TiffEntry(257, 3, 1, Big(200, 2) + "xx") +
+             TiffEntry(258, 3, 2, Big(7, 2) + Big(9, 2)) + TiffEntry(262, 3, 1, Big(4, 2) + Zeros(2)) +
+             TiffEntry(274, 3, 1, Big(9, 2) + Zeros(2)),
+         "300x200x16 alpha TIFF tiff image/tiff"},
+        {"TIFF, other types and counts count for nothing",
+         tiffHead + Big(7, 2) + TiffEntry(256, 3, 2, Big(300, 2) + Zeros(2)) +
+             TiffEntry(257, 1, 1, Big(200, 4)) + TiffEntry(258, 4, 3, Big(62, 4)) +
+             TiffEntry(262, 4, 1, Big(4, 4)) + TiffEntry(262, 3, 1, Big(5, 2) + Zeros(2)) +
+             TiffEntry(257, 4, 1, Big(100, 4)) + TiffEntry(274, 4, 1, Big(6, 4)),
+         "0x100x0 TIFF tiff image/tiff"},
+        {"TIFF, the last turned orientation",
+         tiffHead + Big(3, 2) + TiffEntry(256, 3, 1, Big(300, 2) + Zeros(2)) +
+             TiffEntry(258, 3, 3, Big(50, 4)) + TiffEntry(274, 3, 1, Big(8, 2) + Zeros(2)) + Zeros(4) +
+             Big(5, 2) + Big(6, 2) + Big(7, 2),
+         "0x300x18 TIFF tiff image/tiff"},
+        {"TIFF, upright",
+         tiffHead + Big(2, 2) + TiffEntry(256, 3, 1, Big(300, 2) + Zeros(2)) +
+             TiffEntry(274, 3, 1, Big(4, 2) + Zeros(2)),
+         "300x0x0 TIFF tiff image/tiff"},
         {"TIFF, little-endian, no entries", "II"s + Little(42, 2) + Little(8, 4) + Little(0, 2),
          "0x0x0 TIFF tiff image/tiff"},
         {"TIFF, directory at 7", "II"s + Little(42, 2) + Little(7, 4) + Zeros(9), kInvalid},
@@ -187,6 +209,18 @@ TEST(ImageType, ReadsEveryFormatToItsLimits) {
         {"ISO, child larger than its parent",
          Box("ftyp", "avif") + Box("meta", Zeros(4) + Big(99, 4) + "iprp" + Zeros(99)), kInvalid},
         {"ISO, no configuration", iso(ispe), kInvalid},
+        {"ISO, no size", iso(Box("av1C", "x")), kInvalid},
+        {"ISO, no width", iso(Box("ispe", Zeros(8) + Big(200, 4)) + Box("av1C", "")), kInvalid},
+        {"ISO, no height", iso(Box("ispe", Zeros(4) + Big(300, 4) + Zeros(4)) + Box("av1C", "")), kInvalid},
+        {"ISO, size without its version", iso(Box("ispe", "xxx") + ispe + Box("av1C", "")), kInvalid},
+        {"ISO, box smaller than its header",
+         Box("ftyp", "avif") + Big(7, 4) + "free" + iso(ispe + Box("av1C", "")), kInvalid},
+        {"ISO, long size smaller than its header",
+         Box("ftyp", "avif") + Big(1, 4) + "free" + Big(15, 8) + iso(ispe + Box("av1C", "")), kInvalid},
+        {"ISO, properties elsewhere",
+         Box("ftyp", "avif") + Box("meta", Zeros(4) + Box("free", Box("ipco", ispe + Box("av1C", ""))) +
+                                               Box("iprp", Box("free", ispe + Box("av1C", "")))),
+         kInvalid},
         {"ISO, long box size",
          Box("ftyp", "avif") + Big(1, 4) + "free" + Big(16, 8) + iso(ispe + Box("hvcC", "")).substr(12),
          "300x200x24 HEIC heic image/heic"},
@@ -212,6 +246,137 @@ TEST(ImageType, ReadsEveryFormatToItsLimits) {
              .Put(0, 2)
              .Bytes(),
          "64x128x48" + jxlTail},
+        {"JXL, sides of more bits",
+         Bits().Put(0, 1).Put(2, 2).Put(99999, 18).Put(0, 3).Put(3, 2).Put(1000000, 30).Put(1, 1).Bytes(),
+         "1000001x100000x24" + jxlTail},
+        {"JXL, two small sides", Bits().Put(1, 1).Put(7, 5).Put(0, 3).Put(3, 5).Put(1, 1).Bytes(),
+         "32x64x24" + jxlTail},
+        {"JXL, upright, with a size of its own, a preview in eighths and an animation",
+         JxlSize(7)
+             .Put(0, 1)
+             .Put(1, 1)
+             .Put(3, 3)
+             .Put(1, 1)
+             .Put(1, 1)
+             .Put(7, 5)
+             .Put(1, 3)
+             .Put(1, 1)
+             .Put(1, 1)
+             .Put(2, 2)
+             .Put(kOnes, 5)
+             .Put(0, 3)
+             .Put(3, 2)
+             .Put(kOnes, 9)
+             .Put(1, 1)
+             .Put(2, 2)
+             .Put(kOnes, 10)
+             .Put(3, 2)
+             .Put(kOnes, 10)
+             .Put(3, 2)
+             .Put(kOnes, 32)
+             .Put(1, 1)
+             .Put(0, 1)
+             .Put(3, 2)
+             .Put(15, 6)
+             .Put(1, 1)
+             .Put(0, 2)
+             .Bytes(),
+         "128x64x48" + jxlTail},
+        {"JXL, turned, a preview with a ratio and an animation",
+         JxlSize(7)
+             .Put(0, 1)
+             .Put(1, 1)
+             .Put(4, 3)
+             .Put(0, 1)
+             .Put(1, 1)
+             .Put(0, 1)
+             .Put(1, 2)
+             .Put(kOnes, 8)
+             .Put(1, 3)
+             .Put(1, 1)
+             .Put(3, 2)
+             .Put(kOnes, 30)
+             .Put(2, 2)
+             .Put(kOnes, 8)
+             .Put(2, 2)
+             .Put(kOnes, 16)
+             .Put(1, 1)
+             .Put(1, 1)
+             .Put(3, 2)
+             .Put(18, 6)
+             .Put(kOnes, 4)
+             .Put(1, 1)
+             .Put(0, 2)
+             .Bytes(),
+         "64x128x57" + jxlTail},
+        {"JXL, channels of a spot colour, a filter, a depth and alpha",
+         JxlSize(1)
+             .Put(0, 1)
+             .Put(0, 1)
+             .Put(0, 1)
+             .Put(0, 2)
+             .Put(0, 1)
+             .Put(2, 2)
+             .Put(2, 4)
+             .Put(0, 1)
+             .Put(2, 2)
+             .Put(0, 4)
+             .Put(0, 1)
+             .Put(0, 2)
+             .Put(3, 2)
+             .Put(kOnes, 3)
+             .Put(1, 2)
+             .Put(1, 4)
+             .Put(kOnes, 8)
+             .Put(kOnes, 64)
+             .Put(0, 1)
+             .Put(2, 2)
+             .Put(3, 4)
+             .Put(0, 1)
+             .Put(1, 2)
+             .Put(0, 2)
+             .Put(2, 2)
+             .Put(0, 5)
+             .Put(kOnes, 64)
+             .Put(kOnes, 64)
+             .Put(3, 2)
+             .Put(kOnes, 8)
+             .Put(0, 1)
+             .Put(1, 2)
+             .Put(0, 1)
+             .Put(2, 2)
+             .Put(1, 2)
+             .Put(0, 2)
+             .Put(0, 1)
+             .Put(0, 2)
+             .Put(0, 1)
+             .Put(3, 2)
+             .Put(6, 6)
+             .Put(0, 2)
+             .Put(0, 2)
+             .Put(1, 1)
+             .Bytes(),
+         "64x64x61 alpha" + jxlTail},
+        {"JXL, more channels and a float depth",
+         JxlSize(1)
+             .Put(0, 1)
+             .Put(0, 1)
+             .Put(1, 1)
+             .Put(1, 2)
+             .Put(kOnes, 4)
+             .Put(1, 1)
+             .Put(3, 2)
+             .Put(0, 12)
+             .Put(0, 1)
+             .Put(3, 2)
+             .Put(0, 6)
+             .Put(1, 1)
+             .Put(2, 2)
+             .Put(kOnes, 4)
+             .Put(0, 2)
+             .Put(0, 2)
+             .Bytes(),
+         "64x64x72" + jxlTail},
         {"JXL, container", Box("JXL ", "\r\n\x87\n") + Box("ftyp", "jxl ") + Box("jxlc", jxl),
          "128x64x24" + jxlTail},
         {"JXL, in parts",
@@ -223,6 +388,14 @@ TEST(ImageType, ReadsEveryFormatToItsLimits) {
         {"JXL, cut off", jxl.substr(0, 3), kInvalid},
     };
     for (const auto& c : cases) EXPECT_EQ(Detect(c.file), c.expected) << c.what;
+}
+
+TEST(ImageType, ReadsTheRatiosOfJpegXl) {
+    const char* widths[] = {"64", "76", "85", "96", "113", "80", "128"};
+    for (unsigned ratio = 1; ratio <= 7; ++ratio) {
+        EXPECT_EQ(Detect(JxlSize(ratio).Put(1, 1).Bytes()),
+                  std::string(widths[ratio - 1]) + "x64x24 JPEG XL jxl image/jxl");
+    }
 }
 
 TEST(ImageType, EndsWithASetAborterInsteadOfReadingOn) {

@@ -32,6 +32,14 @@ TEST(clString, EditsByOneBasedPositions) {
     EXPECT_EQ(text, clString(u"abcd"));
     text.Append(text);
     EXPECT_EQ(text, clString(u"abcdabcd"));
+    text.Insert(u"z", 0);
+    text.Insert(text.View().substr(2, 2), 8);
+    EXPECT_EQ(text, clString(u"abcdabccdd")) << "a part of the text itself";
+    text.Erase(8, 9);
+    text.Erase(0, 3);
+    text.Erase(3, 2);
+    text.Erase(9, 9);
+    EXPECT_EQ(text, clString(u"abcdabcd"));
     text.Erase(5, 100);
     EXPECT_EQ(text.Mid(2, 3), clString(u"bc"));
     EXPECT_EQ(text.Mid(3, 2), clString());
@@ -50,11 +58,24 @@ TEST(clString, FindsTheExtension) {
 }
 
 TEST(clString, Compares) {
-    EXPECT_EQ(clString::Compare(u"ABCx", u"abcy", 3, true), 0);
-    EXPECT_EQ(clString::Compare(u"abc", u"abcd"), -1);
-    EXPECT_EQ(clString::Compare(u"abcd", u"abc", -1), 0);
-    EXPECT_EQ(clString::Compare(u"a", static_cast<const char16_t*>(nullptr)), 1);
-    EXPECT_FALSE(clString::EqualsNoCase(u"\u00C4", u"\u00E4")) << "only ASCII letters fold";
+    const struct {
+        const char16_t* first;
+        const char16_t* second;
+        std::int32_t units;  // -1: those of the second
+        bool ignoreCase;
+        int order;
+    } cases[] = {
+        {u"ABCx", u"abcy", 3, true, 0},      {u"ABCx", u"abcy", 4, true, -1},  {u"ABC", u"abc", 0, false, -1},
+        {u"b", u"a", 0, false, 1},           {u"abc", u"abcd", 0, false, -1},  {u"abcd", u"abc", 0, false, 1},
+        {u"abcd", u"abc", -1, false, 0},     {u"abc", u"abcd", -1, false, -1}, {u"az", u"AZ", 0, true, 0},
+        {u"@[`{", u"@[`{", 0, true, 0},      {u"@", u"`", 0, true, -1},        {u"[", u"{", 0, true, -1},
+        {u"\u00C4", u"\u00E4", 0, true, -1}, {u"a", nullptr, 0, true, 1}};
+    for (const auto& c : cases)
+        EXPECT_EQ(clString::Compare(c.first, c.second, c.units, c.ignoreCase), c.order);
+    EXPECT_TRUE(clString::EqualsNoCase(u"aB", u"Ab"));
+    EXPECT_FALSE(clString::EqualsNoCase(u"", static_cast<const char16_t*>(nullptr)));
+    EXPECT_TRUE(clString::BeginsWithNoCase(u"abC", u"aBc"));
+    EXPECT_FALSE(clString::BeginsWithNoCase(u"ab", u"abc"));
 }
 
 TEST(clString, ReadsAndShowsNumbers) {
@@ -62,6 +83,8 @@ TEST(clString, ReadsAndShowsNumbers) {
     EXPECT_EQ(clString::FromInt(std::numeric_limits<std::int64_t>::min()), clString(u"-9223372036854775808"));
     EXPECT_EQ(clString(u"  -12x").ToInt(), -12);
     EXPECT_EQ(clString(u"x").ToInt(), 0);
+    EXPECT_EQ(clString(u"+9/").ToInt(), 9);
+    EXPECT_EQ(clString(u"10:").ToInt(), 10);
     EXPECT_EQ(clString(u" +2.75e3").ToDouble(), 2.75);
     EXPECT_EQ(clString(u"-.5 7").ToDouble(), -0.5);
 
@@ -89,18 +112,62 @@ TEST(clString, ReadsAndShowsNumbers) {
 }
 
 TEST(clString, FormatsWithAndWithoutTheRuntime) {
-    const FormatArgument arguments[] = {-5, u"x", 1.5, 255U};
     const char16_t* format = u"%04i|%s|%.2f|%X|%%";
+    const FormatArgument arguments[] = {-5, u"x", 1.5, 255U};
     EXPECT_EQ(clString::Format(format, -5, u"x", 1.5, 255U), clString(u"-005|x|1.50|FF|%"));
     EXPECT_EQ(clString::FormatFallback(format, arguments), clString(u"-005|x|1.50|FF|%"));
-    EXPECT_EQ(clString::Format(u"%u", -1), clString(u"4294967295"));
-    EXPECT_EQ(clString::Format(u"%i", 0xFFFFFFFFU), clString(u"-1"));
     EXPECT_EQ(clString::FormatFallback(u"a%1.2.3f", arguments), clString()) << "a second point empties";
     EXPECT_EQ(clString::FormatFallback(u"a%5", arguments), clString()) << "an unfinished directive empties";
+
+    // What the runtime makes of one argument, and the fallback where it differs.
+    const struct {
+        const char16_t* format;
+        FormatArgument argument;
+        const char16_t* text;
+        const char16_t* fallback = text;
+    } cases[] = {
+        {u"%u", -1, u"4294967295"},
+        {u"%i", 0xFFFFFFFFU, u"-1"},
+        {u"%lld|%i", std::int64_t{1} << 40, u"1099511627776|"},
+        {u"%+5d", 42, u"  +42"},
+        {u"%+05d", -42, u"-0042"},
+        {u"%10u|", 7U, u"         7|"},
+        {u"%-4d|", 7, u"7   |", u"   7|"},
+        {u"%x", 0xABCU, u"abc"},
+        {u"%X", 0U, u"0"},
+        {u"%o", 8U, u"10", u""},
+        {u"%c%c", 65, u"A"},
+        {u"%3c", 65, u"  A"},
+        {u"%3s|", u"ab", u" ab|"},
+        {u"%2s|", u"ab", u"ab|"},
+        {u"%-3s|", u"ab", u"ab |", u" ab|"},
+        {u"%.1s|", u"ab", u"a|", u"ab|"},
+        {u"%.0s|", u"ab", u"|", u"ab|"},
+        {u"%.3f", -0.5, u"-0.500"},
+        {u"%8.1f", -2.3125, u"    -2.3"},
+        {u"%f", 1, u"1.000000"},
+        {u"%.f", 2.0, u"2"},
+        {u"%d", u"text", u"0"},
+        {u"%s", 5, u""},
+        {u"%d", 1.5, u"0"},
+        {u"100%", 5, u"100", u""},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(clString::FormatList(c.format, {c.argument}), clString(c.text))
+            << clString(c.format).Utf8();
+        EXPECT_EQ(clString::FormatFallback(c.format, std::span(&c.argument, 1)), clString(c.fallback))
+            << clString(c.format).Utf8() << ", without the runtime";
+    }
+    EXPECT_EQ(clString::Format(u"%*i|%.*f|%-*s|", 4, 7, 1, 2.5, 3, u"x"), clString(u"   7|2.5|x  |"));
+    EXPECT_EQ(clString::Format(u"%*i|", -9, 7), clString(u"7|")) << "a negative width is none";
 }
 
 TEST(clString, ConvertsToAndFromBytes) {
     clString text;
+    text.SetFromUtf8("");
+    EXPECT_EQ(text.capacity(), 0);
+    text.SetFromUtf8("ab\x7F");
+    EXPECT_EQ(text, clString(u"ab\x7F"));
     text.SetFromUtf8("\xF0\x9F\x8E\xB5\xC3\x28!");
     EXPECT_EQ(text, clString(u"\U0001F3B5\uFFFD(!"));
     const char16_t lone[] = {u'a', 0xD800, u'b', 0};
@@ -118,10 +185,20 @@ TEST(clStringList, SplitsAndReadsMultiStrings) {
     EXPECT_EQ(list[3], clString());
     list.Split(u"");
     EXPECT_EQ(list.count(), 0);
+    list.FromMultiString(nullptr);
+    EXPECT_EQ(list.count(), 0);
     list.FromMultiString(u"x\0[Empty]\0y\0\0z\0");
     ASSERT_EQ(list.count(), 3);
     EXPECT_EQ(list[1], clString());
     EXPECT_EQ(list[2], clString(u"y"));
+    clStringList other;
+    other.AddCopy(u"z", 5);
+    other.TakeAll(other);
+    EXPECT_EQ(other.count(), 1) << "a list can't take from itself";
+    list.TakeAll(other);
+    EXPECT_EQ(other.count(), 0);
+    ASSERT_EQ(list.count(), 4);
+    EXPECT_EQ(list[3].tag, 5);
 }
 
 TEST(clPtrList, GrowsBeyondItsInlineSlots) {
