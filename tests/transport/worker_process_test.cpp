@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "kit/files.h"
@@ -80,8 +81,10 @@ TEST(WorkerProcess, IsNotKeptByAnotherWorker) {
     WorkerProcess other;
     writer.Start(Child({"write", kit::Utf8(ended)}));
     other.Start(Child({"hang"}));
-    writer.Stop();
-    EXPECT_TRUE(std::filesystem::exists(ended)) << "ended by force";
+    // Without Stop, which would end it by force after a while.
+    platform::ClosePipe(std::exchange(writer.stdoutStream.handle, platform::PipeHandle::None));
+    writer.AwaitEnd(kPatience);
+    EXPECT_TRUE(std::filesystem::exists(ended));
     other.Terminate();
 }
 
