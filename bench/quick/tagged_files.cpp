@@ -13,10 +13,6 @@ namespace {
 constexpr std::size_t kAudioBytes = 65536;
 const std::string kValue = "A value of an ordinary length";
 
-std::string Picture(std::size_t bytes) {
-    return matroska_file::Png(std::string(bytes, 'p')).substr(0, bytes);
-}
-
 std::string ApeTag(std::size_t pictureBytes) {
     std::vector<ApeItem> items;
     for (const char* name : {"TITLE", "ARTIST", "ALBUM", "GENRE", "YEAR", "TRACK", "COMPOSER", "COMMENT",
@@ -24,7 +20,7 @@ std::string ApeTag(std::size_t pictureBytes) {
         items.push_back({name, kValue});
     }
     if (pictureBytes > 0)
-        items.push_back({"COVER ART (FRONT)", "cover.png" + kNul + Picture(pictureBytes), 2});
+        items.push_back({"COVER ART (FRONT)", "cover.png" + kNul + PictureOf(pictureBytes), 2});
     return Ape(items);
 }
 
@@ -44,7 +40,7 @@ std::string Id3v2Tag(int version, std::size_t pictureBytes) {
     if (pictureBytes > 0) {
         const std::string head = version == 2 ? "^PNG\x03^" : "^image/png^\x03^";
         frames +=
-            id3v2::Frame(version, version == 2 ? "PIC" : "APIC", id3v2::Nul(head) + Picture(pictureBytes));
+            id3v2::Frame(version, version == 2 ? "PIC" : "APIC", id3v2::Nul(head) + PictureOf(pictureBytes));
     }
     return id3v2::Tag(version, frames);
 }
@@ -60,7 +56,7 @@ std::string MatroskaFile(std::size_t pictureBytes) {
                        Element(kCluster, Number(0xE7, 0) + std::string(kAudioBytes, '\x81'), 8);
     const std::size_t attachments = body.size();
     if (pictureBytes > 0)
-        body += Element(kAttachments, AttachedFile("cover.png", "image/png", Picture(pictureBytes)), 8);
+        body += Element(kAttachments, AttachedFile("cover.png", "image/png", PictureOf(pictureBytes)), 8);
     const std::size_t tags = body.size();
     body += Element(kTags, Tag(30, simple));
     // In the room of the Void, which its rest still fills.
@@ -72,6 +68,10 @@ std::string MatroskaFile(std::size_t pictureBytes) {
 }
 
 }  // namespace
+
+std::string PictureOf(std::size_t bytes) {
+    return matroska_file::Png(std::string(bytes, 'p')).substr(0, bytes);
+}
 
 std::string TaggedFile(TagKind kind, std::size_t pictureBytes) {
     const std::string audio(kAudioBytes, 'a');

@@ -112,7 +112,8 @@ bool IDTags::RemoveArt(std::u16string_view typeName, std::u16string_view descrip
             continue;
         }
         const std::u16string keyPart = u"_" + std::u16string(type.View());
-        kept.AddBinary(MakeArtKey(kept.count() + 1, keyPart, text), tag->Data.bytes());
+        IDTag& picture = kept.AddBinary(MakeArtKey(kept.count() + 1, keyPart, text), tag->Data.bytes());
+        picture.Stored = tag->Stored;
     }
     if (!found) return false;
     RemoveHidden();

@@ -32,12 +32,6 @@ std::byte* PutText(std::byte* target, const clString& text) noexcept {
     return target + bytes;
 }
 
-bool FetchStored(const StoredBytes& stored, clFile* source, std::byte* target) noexcept {
-    if (stored.size == 0) return true;
-    return source != nullptr && source->Seek(stored.position, clFile::Where::Start) &&
-           source->Read(target, stored.size) == stored.size;
-}
-
 // Takes a NUL-terminated text off the front of `rest`; without a NUL in it nothing is taken.
 void TakeText(std::span<const std::byte>& rest, clString& text) {
     std::u16string units;
@@ -53,6 +47,12 @@ void TakeText(std::span<const std::byte>& rest, clString& text) {
 }
 
 }  // namespace
+
+bool FetchStored(const StoredBytes& stored, clFile* source, std::byte* target) noexcept {
+    if (stored.size == 0) return true;
+    return source != nullptr && source->Seek(stored.position, clFile::Where::Start) &&
+           source->Read(target, stored.size) == stored.size;
+}
 
 std::u16string_view NormalisedTagName(std::u16string_view name, bool strip) noexcept {
     if (!strip || !clString::BeginsWithNoCase(name, kArtPrefix)) return name;

@@ -18,6 +18,9 @@ struct StoredBytes {
     std::uint32_t size = 0;
 };
 
+// Reads them to `target`; false when the file, which may be null for none of them, doesn't give them.
+bool FetchStored(const StoredBytes& stored, clFile* source, std::byte* target) noexcept;
+
 // Who may leave large values in the file doesn't do so below this many bytes.
 inline constexpr std::uint32_t kSmallestLeft = 16384;
 

@@ -135,7 +135,8 @@ bool TagAPEv2::Read(IDTags& tags, bool wantVersion) noexcept {
 
 bool TagAPEv2::ReadRaw(IDTags& tags, bool wantVersion, bool keepRaw) noexcept {
     try {
-        return ReadTag(tags, wantVersion, keepRaw) == Outcome::Whole;
+        const Wanted wanted{.version = wantVersion, .raw = keepRaw, .storedValues = leavesLargeValues};
+        return ReadTag(tags, wanted) == Outcome::Whole;
     } catch (const std::bad_alloc&) {
         return false;
     }
@@ -164,7 +165,7 @@ Presence TagAPEv2::FindFooterAtEnd(const Id3v1Tail& tail, TailState state, std::
     return JudgeFooter(file, size, std::span(tail.bytes).last<kFooterBytes>(), footer);
 }
 
-TagAPEv2::Outcome TagAPEv2::ReadTag(IDTags& tags, bool wantVersion, bool keepRaw) {
+TagAPEv2::Outcome TagAPEv2::ReadTag(IDTags& tags, const Wanted& wanted) {
     tags.Clear();
     TagStart = -1;
     TagVersionNumber = 0;
@@ -191,16 +192,16 @@ TagAPEv2::Outcome TagAPEv2::ReadTag(IDTags& tags, bool wantVersion, bool keepRaw
     if (found == Presence::Absent) return Outcome::Whole;
     TagVersionNumber = footer.version;
     if (footer.tagSize < kFooterBytes || footer.tagSize > TagStart) return Outcome::Damaged;
-    if (!ReadItems(footer, tags)) return Outcome::Unreadable;
+    if (!ReadItems(footer, wanted.storedValues, tags)) return Outcome::Unreadable;
 
-    if (wantVersion && tags.count() > 0) {
+    if (wanted.version && tags.count() > 0) {
         tags.AddText(kTagVersionName, TagVersionNumber == kVersion1 ? u"APEv1" : u"APEv2");
     }
-    if (!keepRaw) MakeNamesOurs(tags);
+    if (!wanted.raw) MakeNamesOurs(tags);
     return Outcome::Whole;
 }
 
-bool TagAPEv2::ReadItems(const Record& footer, IDTags& tags) {
+bool TagAPEv2::ReadItems(const Record& footer, bool storedValues, IDTags& tags) {
     const std::int64_t itemsStart = TagStart - footer.tagSize;
     // A header that would begin in front of the file isn't there.
     const bool roomForHeader = itemsStart >= static_cast<std::int64_t>(kFooterBytes);
@@ -209,7 +210,7 @@ bool TagAPEv2::ReadItems(const Record& footer, IDTags& tags) {
     ItemBytes items(file, start);
     if (!items.Resize(static_cast<std::uint32_t>(inFront + footer.tagSize - kFooterBytes))) return false;
     const std::span<std::byte> bytes = items.bytes();
-    if (leavesLargeValues ? !items.FetchAhead(inFront) : !items.Fetch(bytes.size())) return false;
+    if (storedValues ? !items.FetchAhead(inFront) : !items.Fetch(bytes.size())) return false;
     ItemReader reader(footer.version, tags);
     std::span<std::byte> rest = bytes.subspan(inFront);
     StoredItem item;

@@ -41,9 +41,17 @@ class TagAPEv2 final : public BaseTag {
     // Whole: what the file holds was read, also when that is no tag. Damaged: the tag's size can't be true.
     enum class Outcome { Whole, Damaged, Unreadable };
 
+    struct Wanted {
+        bool version;       // an entry for it
+        bool raw;           // as ReadRaw
+        bool storedValues;  // as leavesLargeValues
+    };
+    // What is written again: large values go from the file straight to their place in the new tag.
+    static constexpr Wanted kForWriting{.version = false, .raw = true, .storedValues = true};
+
     // May run out of memory.
-    Outcome ReadTag(IDTags& tags, bool wantVersion, bool keepRaw);
-    bool ReadItems(const apev2::Record& footer, IDTags& tags);
+    Outcome ReadTag(IDTags& tags, const Wanted& wanted);
+    bool ReadItems(const apev2::Record& footer, bool storedValues, IDTags& tags);
     bool WriteTag(const IDTags& tags, bool merge);
     bool DeleteName(std::u16string_view name);
     bool TakesAll(const IDTags& tags);

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <limits>
 #include <new>
@@ -24,16 +25,18 @@ constexpr std::uint32_t kBinaryFlags = 2;
 
 // Readers expect a file name with a NUL in front of a picture; the path means nothing.
 constexpr std::string_view kJpegName = "C:\\Pretend.jpg\0"sv;
+constexpr std::uint32_t kSignatureBytes = 4;  // of a picture, which tell its kind
 constexpr std::string_view kPngName = "C:\\Pretend.png\0"sv;
 
-// One item as it will be written. What is binary is borrowed from the entry.
+// One item as it will be written. What is binary is borrowed from the entry, or still in the file.
 struct Item {
     std::string key;
     std::string text;  // the value, or what goes in front of a picture
     std::span<const std::byte> data;
+    StoredBytes stored;
     std::uint32_t flags = 0;
 
-    std::uint64_t ValueBytes() const noexcept { return text.size() + data.size(); }
+    std::uint64_t ValueBytes() const noexcept { return text.size() + data.size() + stored.size; }
     std::uint64_t Bytes() const noexcept { return kItemFixedBytes + key.size() + 1 + ValueBytes(); }
 };
 
@@ -57,7 +60,7 @@ bool MapItemKey(clString& name) {
 }
 
 std::string_view FileNameFor(std::span<const std::byte> picture) noexcept {
-    const bool png = picture.size() >= 4 && std::memcmp(picture.data() + 1, "PNG", 3) == 0;
+    const bool png = picture.size() >= kSignatureBytes && std::memcmp(picture.data() + 1, "PNG", 3) == 0;
     return png ? kPngName : kJpegName;
 }
 
@@ -65,23 +68,29 @@ std::string Encoded(const clString& text, std::uint32_t version) {
     return version == kVersion1 ? text.ToAnsi() : std::string(text.Utf8());
 }
 
-Item MakeItem(const IDTag& tag, std::uint32_t version) {
-    Item item;
+// False when the file `source` doesn't give what is left in it.
+bool MakeItem(const IDTag& tag, std::uint32_t version, clFile& source, Item& item) {
     clString key = tag.Name;
     const bool isArt = MapItemKey(key);
     item.key = Encoded(key, version);
-    if (tag.Value.IsEmpty() && !tag.Data.empty()) {
+    if (tag.Value.IsEmpty() && (!tag.Data.empty() || tag.Stored.size > 0)) {
         item.flags = kBinaryFlags;
         item.data = tag.Data.bytes();
-        if (isArt) item.text = FileNameFor(item.data);
-        return item;
+        item.stored = tag.Stored;
+        if (!isArt) return true;
+        std::array<std::byte, kSignatureBytes> front{};
+        const bool stored = tag.Stored.size >= front.size();
+        if (stored && !FetchStored({tag.Stored.position, kSignatureBytes}, &source, front.data()))
+            return false;
+        item.text = FileNameFor(stored ? std::span<const std::byte>(front) : item.data);
+        return true;
     }
     item.text = Encoded(tag.Value, version);
     if (IsMultiValueName(key)) {
         std::replace(item.text.begin(), item.text.end(), static_cast<char>(kValueSeparator), '\0');
     }
     if (version == kVersion1) item.text.push_back('\0');
-    return item;
+    return true;
 }
 
 std::byte* PutBytes(std::byte* target, const void* bytes, std::size_t count) noexcept {
@@ -89,12 +98,16 @@ std::byte* PutBytes(std::byte* target, const void* bytes, std::size_t count) noe
     return target + count;
 }
 
-std::byte* PutItem(std::byte* target, const Item& item) noexcept {
+// Moves `target` behind the item; false when the file doesn't give what is left in it.
+bool PutItem(std::byte*& target, const Item& item, clFile& source) noexcept {
     PutLittle32(target, static_cast<std::uint32_t>(item.ValueBytes()));
     PutLittle32(target + kItemFlagsOffset, item.flags);
     target = PutBytes(target + kItemFixedBytes, item.key.c_str(), item.key.size() + 1);
     target = PutBytes(target, item.text.data(), item.text.size());
-    return PutBytes(target, item.data.data(), item.data.size());
+    target = PutBytes(target, item.data.data(), item.data.size());
+    if (!FetchStored(item.stored, &source, target)) return false;
+    target += item.stored.size;
+    return true;
 }
 
 // The header or the footer.
@@ -124,15 +137,16 @@ struct Tail {
 // Renders the tag, what stands behind it, and a bridge for a file that becomes shorter: a second footer for
 // the same items, and what stands behind it. A process that is ended before the file is cut leaves a tag with
 // this footer; without it the end of the file would be some bytes of the old one, and no reader would find
-// any tag. False when there is no memory, when the tag is larger than the format can say, or when a value is
-// larger than a reader takes.
-bool RenderTail(const IDTags& tags, std::uint32_t version, std::span<const std::byte> behind, Tail& tail) {
+// any tag. False when there is no memory, when the tag is larger than the format can say, when a value is
+// larger than a reader takes, or when `source` doesn't give a value that is still in it.
+bool RenderTail(const IDTags& tags, clFile& source, std::uint32_t version, std::span<const std::byte> behind,
+                Tail& tail) {
     const std::size_t headerBytes = version == kVersion2 ? kFooterBytes : 0;
     const std::uint32_t flags = headerBytes > 0 ? kHasHeader : 0;
     std::vector<Item> items;
     std::uint64_t tagSize = kFooterBytes;
     for (const IDTag* tag : tags) {
-        items.push_back(MakeItem(*tag, version));
+        if (!MakeItem(*tag, version, source, items.emplace_back())) return false;
         if (items.back().ValueBytes() > kLargestValue) return false;
         tagSize += items.back().Bytes();
     }
@@ -145,7 +159,9 @@ bool RenderTail(const IDTags& tags, std::uint32_t version, std::span<const std::
     const auto statedSize = static_cast<std::uint32_t>(tagSize);
     std::byte* target = tail.bytes.data();
     if (headerBytes > 0) target = PutFooter(target, version, statedSize, items.size(), flags | kIsHeader);
-    for (const Item& item : items) target = PutItem(target, item);
+    for (const Item& item : items) {
+        if (!PutItem(target, item, source)) return false;
+    }
     target = PutFooter(target, version, statedSize, items.size(), flags);
     target = PutBytes(target, behind.data(), behind.size());
     const auto bridgedSize = static_cast<std::uint32_t>(tagSize + bridge);
@@ -171,7 +187,7 @@ bool TagAPEv2::Write(const IDTags& tags, bool merge) noexcept {
 
 bool TagAPEv2::WriteTag(const IDTags& tags, bool merge) {
     IDTags result;
-    if (ReadTag(result, false, true) == Outcome::Unreadable) return false;
+    if (ReadTag(result, kForWriting) == Outcome::Unreadable) return false;
     if (!merge) result.Clear();
 
     TagIndex index(result, true);
@@ -194,7 +210,7 @@ bool TagAPEv2::WriteTag(const IDTags& tags, bool merge) {
     if (TagVersionNumber == 0) TagVersionNumber = NewVersion();
     if (result.count() == 0) return ReplaceTail(file, TagStart, BehindTag(), BehindTag().size());
     Tail tail;
-    return RenderTail(result, TagVersionNumber, BehindTag(), tail) &&
+    return RenderTail(result, file, TagVersionNumber, BehindTag(), tail) &&
            ReplaceBy(tail.bytes.bytes(), tail.lasting);
 }
 
@@ -232,7 +248,8 @@ bool TagAPEv2::TakesAll(const IDTags& tags) {
             Record footer;
             version = FindFooter(footer) == Presence::Present ? footer.version : NewVersion();
         }
-        if (MakeItem(*tag, version).ValueBytes() > kLargestValue) return false;
+        Item item;
+        if (!MakeItem(*tag, version, file, item) || item.ValueBytes() > kLargestValue) return false;
     }
     return true;
 }
@@ -240,7 +257,7 @@ bool TagAPEv2::TakesAll(const IDTags& tags) {
 bool TagAPEv2::Delete() noexcept {
     try {
         IDTags tags;
-        const Outcome outcome = ReadTag(tags, false, true);
+        const Outcome outcome = ReadTag(tags, kForWriting);
         if (outcome != Outcome::Whole) return outcome == Outcome::Damaged;
         return ReplaceTail(file, TagStart, BehindTag(), BehindTag().size());
     } catch (const std::bad_alloc&) {
@@ -258,7 +275,7 @@ bool TagAPEv2::DeleteTag(std::u16string_view name) noexcept {
 
 bool TagAPEv2::DeleteName(std::u16string_view name) {
     IDTags tags;
-    const Outcome outcome = ReadTag(tags, false, true);
+    const Outcome outcome = ReadTag(tags, kForWriting);
     if (outcome != Outcome::Whole) return outcome == Outcome::Damaged;
     bool removed = false;
     if (clString::BeginsWithNoCase(name, kArtPrefix)) {

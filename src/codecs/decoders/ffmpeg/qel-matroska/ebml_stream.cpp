@@ -9,7 +9,6 @@ namespace EBML {
 
 namespace {
 
-constexpr std::size_t kFirstCapacity = 1024;
 constexpr const char* kBeginInside = "r.begin <= m_range.begin";
 constexpr const char* kEndInside = "r.end >= m_range.end";
 
@@ -77,24 +76,13 @@ void StreamMem::Skip(std::uint64_t size) {
 }
 
 void StreamWritableSimple::Write(std::span<const std::byte> bytes) {
-    if (bytes.empty()) return;
-    if (bytes.size() > std::numeric_limits<std::size_t>::max() - size_) throw OverflowError();
-    const std::size_t needed = size_ + bytes.size();
-    if (needed > bytes_.size()) {
-        std::size_t capacity = std::max(bytes_.size(), kFirstCapacity);
-        while (capacity < needed) {
-            capacity = capacity > std::numeric_limits<std::size_t>::max() / 2 ? needed : capacity * 2;
-        }
-        bytes_.resize(capacity);
-    }
-    std::memcpy(bytes_.data() + size_, bytes.data(), bytes.size());
-    size_ = needed;
+    if (bytes.size() > bytes_.max_size() - bytes_.size()) throw OverflowError();
+    bytes_.insert(bytes_.end(), bytes.begin(), bytes.end());
 }
 
-Bytes StreamWritableSimple::Take() {
-    bytes_.resize(size_);
-    size_ = 0;
-    return std::exchange(bytes_, {});
+void StreamWritableSimple::Reserve(std::uint64_t bytes) {
+    if (bytes > bytes_.max_size()) throw OverflowError();
+    bytes_.reserve(static_cast<std::size_t>(bytes));
 }
 
 Range SetRange(Stream& stream, Range range) {

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "codecs/decoders/ffmpeg/qel-matroska/ebml_error.h"
@@ -88,16 +89,17 @@ class StreamWritableSimple : public StreamWritable {
   public:
     void Write(std::span<const std::byte> bytes) override;
 
-    std::uint64_t Size() const noexcept { return size_; }
-    bool Empty() const noexcept { return size_ == 0; }
+    // Memory for so many bytes, for who knows how many come: a picture would else be copied while it grows.
+    void Reserve(std::uint64_t bytes);
+    std::uint64_t Size() const noexcept { return bytes_.size(); }
+    bool Empty() const noexcept { return bytes_.empty(); }
     // Valid until the next write.
-    std::span<const std::byte> View() const noexcept { return {bytes_.data(), size_}; }
-    void Clear() noexcept { size_ = 0; }
-    Bytes Take();
+    std::span<const std::byte> View() const noexcept { return bytes_; }
+    void Clear() noexcept { bytes_.clear(); }
+    Bytes Take() noexcept { return std::exchange(bytes_, {}); }
 
   private:
-    Bytes bytes_;  // longer than what was written
-    std::size_t size_ = 0;
+    Bytes bytes_;
 };
 
 // Both set the range and return the one before. SetRange raises when the new range isn't inside the present

@@ -112,6 +112,7 @@ bool TryOverwriteAt(StreamRW& stream, std::uint32_t measureId, std::uint32_t wri
     const std::uint64_t avail = MeasureElementAndVoids(stream, measureId, total);
     if (avail < total || avail - total == 1) return false;
     StreamWritableSimple sink;
+    sink.Reserve(avail);
     WriteElement(sink, writeId, body);
     WriteVoid(sink, avail - total);
     stream.Seek(position);

@@ -11,6 +11,7 @@
 namespace EBML {
 
 inline constexpr std::size_t kLargestVarInt = 8;
+inline constexpr std::size_t kLargestHeader = 2 * kLargestVarInt;  // of an element: ID and size
 using VarIntBuffer = std::array<std::byte, kLargestVarInt>;
 
 // The shortest form, but for 127, which takes two bytes: in one it would read as an unknown size. The width;

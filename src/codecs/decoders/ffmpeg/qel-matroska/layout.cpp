@@ -32,7 +32,12 @@ class Planner {
   public:
     Planner(const Chain& elements, const Surroundings& room)
         : room_(room), seekHeadEstimate_(kSeekBytes * elements.size() + kSeekHeadHeaderBytes) {
-        for (const EBML::chainEntry_t& entry : elements) waiting_.push_back(&entry);
+        std::uint64_t total = seekHeadEstimate_;
+        for (const EBML::chainEntry_t& entry : elements) {
+            waiting_.push_back(&entry);
+            total += EBML::kLargestHeader + entry.data.size();
+        }
+        writer_.Reserve(total);
     }
 
     Layout Plan() {

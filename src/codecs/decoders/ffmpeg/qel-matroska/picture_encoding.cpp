@@ -58,7 +58,9 @@ std::uint64_t FreshFileUid() {
 EBML::Bytes EncodeAttachedFile(const IDTag& tag) {
     if (tag.Data.empty() || tag.Data.size() > kLargestPicture) throw EBML::ParseError();
     const ImageInfo info = InfoOf(tag.Data);
+    constexpr std::size_t kRoomForTheRest = 1024;
     EBML::StreamWritableSimple sink;
+    sink.Reserve(tag.Data.size() + kRoomForTheRest);
     EBML::WriteTextElement(sink, Id::FileName, FileNameFor(PictureTypeOf(tag.Name), info));
     EBML::WriteTextElement(sink, Id::FileMimeType, info.mime);
     EBML::WriteElement(sink, Id::FileData, tag.Data.bytes());

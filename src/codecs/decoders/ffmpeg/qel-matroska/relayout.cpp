@@ -20,8 +20,8 @@ class Relayout {
   public:
     Relayout(ParserRoot& root, EBML::StreamRW& str) : root_(root), str_(str) {}
 
-    void Run(std::span<const std::byte> body, std::uint32_t id) {
-        Survey(body, id);
+    void Run(EBML::Bytes body, std::uint32_t id) {
+        Survey(std::move(body), id);
         Layout layout = LayOut(elements_, room_);
         RequireTracksFound(layout);
         // A file without SeekHead is read by walking it, and one write changes its tail.
@@ -38,7 +38,7 @@ class Relayout {
 
   private:
     // What there is. Nothing is written.
-    void Survey(std::span<const std::byte> body, std::uint32_t id);
+    void Survey(EBML::Bytes body, std::uint32_t id);
     std::uint64_t FindFirstCluster();
     void LoadElements(std::uint32_t id, const Offsets& offsets, OverlapGuard& guard);
     void RequireTailWithoutCluster();
@@ -57,7 +57,7 @@ class Relayout {
     ParserRoot& root_;
     EBML::StreamRW& str_;
     Surroundings room_;
-    Chain elements_;
+    Chain elements_;  // until the layouts are made
 };
 
 std::uint64_t Relayout::FindFirstCluster() {
@@ -88,13 +88,13 @@ void Relayout::RequireTailWithoutCluster() {
 }
 
 // A checksum of the Segment doesn't hold for the new one and isn't loaded, nor are Voids and SeekHeads.
-void Relayout::Survey(std::span<const std::byte> body, std::uint32_t id) {
+void Relayout::Survey(EBML::Bytes body, std::uint32_t id) {
     room_.dataBegin = root_.segment.SegmentDataBegin;
     const std::uint64_t firstCluster = FindFirstCluster();
     room_.availLeading = firstCluster - room_.dataBegin;
     Assert(room_.availLeading < str_.GetSize(), "availLeading < str.GetSize()");
     room_.tailBegin = root_.SegmentEnd();
-    elements_.push_back({id, EBML::Bytes(body.begin(), body.end())});
+    elements_.push_back({id, std::move(body)});
     OverlapGuard guard(str_.m_range.end);
     for (const auto& [elementId, offsets] : root_.segment.ElementTable) {
         if (elementId == Id::Cluster) continue;
@@ -144,16 +144,20 @@ bool Relayout::WriteByWayOfCopy(Layout& layout) {
     const std::uint64_t end = room_.tailBegin + layout.tail.size();
     Surroundings behind = room_;
     behind.tailBegin = std::max(oldSize, end) + kLongVoidHeader;
-    const Layout copy = LayOut(elements_, behind);
+    Layout copy = LayOut(elements_, behind);
+    elements_ = {};
     const EBML::Bytes copyLeading = FilledLeadingArea(copy);
     const EBML::Bytes finalLeading = FilledLeadingArea(layout);
     const std::uint64_t copyEnd = behind.tailBegin + copy.tail.size();
 
-    EBML::Bytes around = EBML::VoidHeader(copyEnd - oldSize);
-    around.resize(behind.tailBegin - oldSize);
-    around.insert(around.end(), copy.tail.begin(), copy.tail.end());
+    EBML::StreamWritableSimple sink;
+    sink.Reserve(copyEnd - oldSize);
+    sink.Write(EBML::VoidHeader(copyEnd - oldSize));
+    sink.Write(EBML::Bytes(behind.tailBegin - oldSize - sink.Size()));
+    sink.Write(copy.tail);
+    copy.tail = {};
     try {
-        WriteSegmentEnd(root_, str_, oldSize, around);
+        WriteSegmentEnd(root_, str_, oldSize, sink.View());
     } catch (const NoRoom&) {
         return false;
     } catch (const SizeNotWritable&) {
@@ -161,7 +165,8 @@ bool Relayout::WriteByWayOfCopy(Layout& layout) {
     }
     WriteLeadingArea(copyLeading);
 
-    EBML::StreamWritableSimple sink;
+    sink.Take();
+    sink.Reserve(layout.tail.size() + EBML::kLargestHeader);
     sink.Write(layout.tail);
     sink.Write(EBML::VoidHeader(copyEnd - end));
     str_.SeekBounded(room_.tailBegin);
@@ -175,6 +180,7 @@ bool Relayout::WriteByWayOfCopy(Layout& layout) {
 EBML::Bytes Relayout::FilledLeadingArea(const Layout& layout) const {
     if (layout.leading.size() > room_.availLeading) throw ParseError();
     EBML::StreamWritableSimple sink;
+    sink.Reserve(room_.availLeading);
     sink.Write(layout.leading);
     EBML::WriteVoid(sink, room_.availLeading - sink.Size());
     Assert(sink.Size() == room_.availLeading, "writer.Size() == availLeading");
@@ -199,9 +205,8 @@ void Relayout::WriteDifference(std::span<const std::byte> before, std::span<cons
 
 }  // namespace
 
-void RelayoutSegment(ParserRoot& root, EBML::StreamRW& stream, std::span<const std::byte> body,
-                     std::uint32_t id) {
-    Relayout(root, stream).Run(body, id);
+void RelayoutSegment(ParserRoot& root, EBML::StreamRW& stream, EBML::Bytes body, std::uint32_t id) {
+    Relayout(root, stream).Run(std::move(body), id);
 }
 
 }  // namespace Matroska

@@ -12,8 +12,7 @@ namespace Matroska {
 // between Clusters, when there is no Cluster, when a size field is too narrow, when the disk is full, or when
 // readers would no longer find the Tracks. A leading area with one byte left over raises when the tail is
 // written already, if that hurts nothing; the old leading area stands then. Memory follows the size of the
-// metadata.
-void RelayoutSegment(ParserRoot& root, EBML::StreamRW& stream, std::span<const std::byte> body,
-                     std::uint32_t id);
+// metadata, of which it holds three copies at the most.
+void RelayoutSegment(ParserRoot& root, EBML::StreamRW& stream, EBML::Bytes body, std::uint32_t id);
 
 }  // namespace Matroska

@@ -1,5 +1,7 @@
 #include "codecs/decoders/ffmpeg/qel-matroska/retagging.h"
 
+#include <utility>
+
 #include "codecs/decoders/ffmpeg/qel-matroska/ebml_write.h"
 #include "codecs/decoders/ffmpeg/qel-matroska/relayout.h"
 #include "codecs/decoders/ffmpeg/qel-matroska/removal.h"
@@ -19,6 +21,7 @@ Replaced ReplaceAt(ParserRoot& root, EBML::StreamRW& stream, std::span<const std
     spans.Take(span);
     if (offset + span == segEnd) {
         EBML::StreamWritableSimple element;
+        element.Reserve(body.size() + EBML::kLargestHeader);
         EBML::WriteElement(element, id, body);
         try {
             WriteSegmentEnd(root, stream, offset, element.View());
@@ -35,10 +38,9 @@ Replaced ReplaceAt(ParserRoot& root, EBML::StreamRW& stream, std::span<const std
     return fitted ? Replaced::Yes : Replaced::No;
 }
 
-bool TryRelayout(ParserRoot& root, EBML::StreamRW& stream, std::span<const std::byte> body,
-                 std::uint32_t id) {
+bool TryRelayout(ParserRoot& root, EBML::StreamRW& stream, EBML::Bytes body, std::uint32_t id) {
     try {
-        RelayoutSegment(root, stream, body, id);
+        RelayoutSegment(root, stream, std::move(body), id);
         return true;
     } catch (const EBML::ParseError&) {
         return false;
@@ -60,10 +62,11 @@ bool TryReplaceInPlace(ParserRoot& root, EBML::StreamRW& stream, std::span<const
     return false;
 }
 
-bool ReplaceElement(ParserRoot& root, EBML::StreamRW& stream, std::span<const std::byte> body,
-                    std::uint32_t id) {
+bool ReplaceElement(ParserRoot& root, EBML::StreamRW& stream, EBML::Bytes body, std::uint32_t id) {
     try {
-        if (!TryReplaceInPlace(root, stream, body, id) && !TryRelayout(root, stream, body, id)) return false;
+        if (!TryReplaceInPlace(root, stream, body, id) && !TryRelayout(root, stream, std::move(body), id)) {
+            return false;
+        }
     } catch (const NoRoom&) {
         return false;
     }

@@ -15,8 +15,7 @@ struct FileNotTaggable : EBML::ParseError {
 
 // Writes the element's new body: in place when it fits, else by laying the file's metadata out anew. The root
 // describes the changed file afterwards. False when the file can't take it; in-place failures raise.
-bool ReplaceElement(ParserRoot& root, EBML::StreamRW& stream, std::span<const std::byte> body,
-                    std::uint32_t id);
+bool ReplaceElement(ParserRoot& root, EBML::StreamRW& stream, EBML::Bytes body, std::uint32_t id);
 
 // Over one of the old elements and the Voids behind it, or with any size over the last element of the
 // Segment. Other elements of the ID go. False, with nothing changed, when there is no such place.

@@ -95,6 +95,7 @@ void WriteSegmentEnd(ParserRoot& root, EBML::StreamRW& stream, std::uint64_t off
     // What is left of the old end becomes a Void until it is cut off. One byte can't be one: the file is cut
     // before the Segment then, which reads like any file that was cut.
     EBML::StreamWritableSimple sink;
+    sink.Reserve(elements.size() + EBML::kLargestHeader);
     sink.Write(elements);
     if (oldEnd - end >= kSmallestVoid) sink.Write(EBML::VoidHeader(oldEnd - end));
     stream.SeekBounded(offset);

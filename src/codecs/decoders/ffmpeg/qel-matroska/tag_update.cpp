@@ -1,6 +1,7 @@
 #include "codecs/decoders/ffmpeg/qel-matroska/tag_update.h"
 
 #include <stdexcept>
+#include <utility>
 
 #include "codecs/decoders/ffmpeg/qel-matroska/ebml_write.h"
 #include "codecs/decoders/ffmpeg/qel-matroska/failure_log.h"
@@ -43,7 +44,10 @@ Chain ReadChain(const ParserRoot& root, EBML::StreamRW& stream) {
 }
 
 EBML::Bytes EncodeChain(const Chain& chain) {
+    std::uint64_t total = 0;
+    for (const EBML::chainEntry_t& entry : chain) total += EBML::kLargestHeader + entry.data.size();
     EBML::StreamWritableSimple sink;
+    sink.Reserve(total);
     for (const EBML::chainEntry_t& entry : chain) EBML::WriteElement(sink, entry.id, entry.data);
     return sink.Take();
 }
@@ -51,12 +55,12 @@ EBML::Bytes EncodeChain(const Chain& chain) {
 void UpdateAttachments(ParserRoot& root, EBML::StreamRW& stream, const AttachmentEditor& editor) {
     Chain chain = ReadChain(root, stream);
     if (!editor(chain)) return;
-    const EBML::Bytes body = EncodeChain(chain);
+    EBML::Bytes body = EncodeChain(chain);
     chain.clear();
     if (body.empty()) {
         RemoveAllElements(root, stream, Id::Attachments);
         DropSegmentChecksum(root, stream);
-    } else if (!ReplaceElement(root, stream, body, Id::Attachments)) {
+    } else if (!ReplaceElement(root, stream, std::move(body), Id::Attachments)) {
         throw std::runtime_error("This file cannot be tagged");
     }
 }
