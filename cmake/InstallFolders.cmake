@@ -4,8 +4,16 @@ if(WIN32)
 else()
   set(docs share/doc/decoder-ffmpeg)
 endif()
-set(CMAKE_INSTALL_DOCDIR ${docs} CACHE PATH "Documents, below the prefix")
+# No PATH, for CMake would take one from the command line for a folder of the build's.
+set(CMAKE_INSTALL_DOCDIR ${docs} CACHE STRING "Documents, below the prefix")
 include(GNUInstallDirs)
+# Some makers of packages give whole paths. What is installed finds its parts from one to the other.
+foreach(folder BINDIR INCLUDEDIR DOCDIR MANDIR)
+  cmake_path(IS_ABSOLUTE CMAKE_INSTALL_${folder} whole)
+  if(whole)
+    cmake_path(RELATIVE_PATH CMAKE_INSTALL_${folder} BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX})
+  endif()
+endforeach()
 
 if(WIN32)
   # One folder, as hosts lay it out: the program, the worker that the user puts beside it, and the plug-in below.
