@@ -42,6 +42,11 @@ Options BatchTable(BatchOptions& batch, const char* files) {
     };
 }
 
+// Of commands whose results are their report.
+Options ReportTable(BatchOptions& batch) {
+    return {{"--resume", "", "Pass over files that the report has as done already", &batch.resume}};
+}
+
 Options PieceTable(SampleOptions& samples) {
     return {
         {"--start", "TIME", "Where to begin: seconds or [HH:]MM:SS[.mmm]", &samples.start},
@@ -85,7 +90,7 @@ Command Info(Arguments& all) {
     Command command;
     command.name = "info";
     command.summary = "Show format, duration, bitrate, audio streams and tags of files";
-    command.options = BatchTable(all.batch, kAnyFile) +
+    command.options = BatchTable(all.batch, kAnyFile) + ReportTable(all.batch) +
                       Options{{"--pictures", "", "With the bytes of pictures, in JSON", &all.show.pictures}};
     command.examples = {"decoder-host info song.mka", "decoder-host info --json http://example.org/live"};
     command.run = [&] {
@@ -136,11 +141,11 @@ Command Verify(Arguments& all) {
     Command command;
     command.name = "verify";
     command.summary = "Decode files to nothing and tell whether they are whole";
-    command.options = BatchTable(all.batch, kAnyFile) + SampleTable(all.samples);
+    command.options = BatchTable(all.batch, kAnyFile) + ReportTable(all.batch) + SampleTable(all.samples);
     command.notes = {
         "The MD5 is that of the decoded samples, little-endian, as a FLAC file keeps it of its source."};
     command.examples = {"decoder-host verify *.tta",
-                        "decoder-host verify --recursive music --report checked.jsonl"};
+                        "decoder-host verify --recursive music --report checked.jsonl --resume"};
     command.run = [&] { return VerifyFiles(all.plugin, all.batch, all.samples); };
     return command;
 }
@@ -181,7 +186,7 @@ Command Tags(Arguments& all) {
     Command command;
     command.name = "tags";
     command.summary = "Show the tags of files";
-    command.options = BatchTable(all.batch, kAnyFile) +
+    command.options = BatchTable(all.batch, kAnyFile) + ReportTable(all.batch) +
                       Options{{"--get", "NAME", "The values of this tag alone, a line each", &all.show.names},
                               {"--pictures", "", "With the bytes of pictures, in JSON", &all.show.pictures}};
     command.examples = {"decoder-host tags song.tta", "decoder-host tags --get Title song.tta",

@@ -3,17 +3,15 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <cerrno>
-#include <cstdio>
 #include <exception>
 #include <map>
-#include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <thread>
 
+#include "host/commands/report.h"
 #include "host/system/console.h"
-#include "host/system/files.h"
 #include "host/system/interruption.h"
 #include "host/terminal/output.h"
 #include "host/terminal/progress.h"
@@ -37,20 +35,20 @@ class Results {
   public:
     Results(const BatchOptions& options, const std::vector<InputFile>& files)
         : options_(options), files_(files), progress_(files.size(), !options.quiet && files.size() > 1) {
-        if (options.report.empty()) return;
-        report_.reset(system::OpenForAppending(ToPath(options.report)));
-        if (report_ == nullptr) throw Failure("can't write " + options.report + ": " + ErrnoText(errno));
+        if (options.resume && options.report.empty()) throw UsageFailure("--resume goes by a --report");
+        if (options.resume) done_ = DoneIn(options.report);
+        if (!options.report.empty()) report_.emplace(options.report);
     }
+
+    // Whether an earlier run's report has the file as done.
+    bool Has(std::size_t index) const { return done_.contains(files_[index].name); }
 
     // From any thread. Throws Failure when an output takes no more.
     void Add(std::size_t index, FileResult result) {
         const std::lock_guard lock(mutex_);
         ++counts_[Index(result.outcome)];
         const std::string line = LineOf(index, result);
-        if (report_ != nullptr &&
-            (std::fputs(line.c_str(), report_.get()) < 0 || std::fflush(report_.get()) != 0)) {
-            throw Failure("can't write " + options_.report + ": " + ErrnoText(errno));
-        }
+        if (report_ && !Has(index)) report_->Add(line);
         progress_.Clear();
         if (options_.json) {
             Tell(result.messages);
@@ -95,7 +93,7 @@ class Results {
     }
 
     std::string LineOf(std::size_t index, const FileResult& result) const {
-        if (!options_.json && report_ == nullptr) return {};
+        if (!options_.json && !report_) return {};
         Json line = {{"file", files_[index].name}, {"status", kOutcomeWords[Index(result.outcome)]}};
         if (!result.messages.empty()) line["messages"] = result.messages;
         line.update(result.fields);
@@ -121,13 +119,10 @@ class Results {
         for (const std::string& message : messages) PrintError(message);
     }
 
-    struct Closer {
-        void operator()(std::FILE* stream) const { std::fclose(stream); }
-    };
-
     const BatchOptions& options_;
     const std::vector<InputFile>& files_;
-    std::unique_ptr<std::FILE, Closer> report_;
+    std::set<std::string, std::less<>> done_;
+    std::optional<Report> report_;
     std::mutex mutex_;
     CountProgress progress_;
     std::map<std::size_t, FileResult> waiting_;
@@ -170,13 +165,17 @@ class Crew {
     }
 
     FileResult Attempt(Session& session, std::size_t index) {
+        FileResult result;
+        if (results_.Has(index)) {
+            result.outcome = Outcome::Skipped;
+            return result;
+        }
         try {
             return job_({session, files_[index], index, files_.size() == 1});
         } catch (const UsageFailure&) {
             throw;
         } catch (const std::exception& error) {
             if (const int code = system::InterruptionCode()) throw Interruption{code};
-            FileResult result;
             result.outcome = Outcome::Failed;
             result.messages = {error.what()};
             return result;

@@ -19,7 +19,8 @@ struct BatchOptions {
     Selection selection;
     unsigned jobs = 0;  // 0: as many as there are processors
     std::string shard;
-    std::string report;  // a file to which the JSON lines are appended
+    std::string report;   // a file to which the JSON lines are appended
+    bool resume = false;  // pass over what is done according to it
     bool json = false;
     bool quiet = false;
 };

@@ -92,6 +92,27 @@ class ManyFiles(HostTest):
         self.assertEqual((line["status"], line["md5"]), ("done", expected))
         self.assertIn(expected.encode(), self.host("verify", "a.flac", "--depth", "default").stdout)
 
+    def test_a_report_is_taken_up_again(self):
+        for name in ("done.tta", "failed.tta", "half.tta", "new.tta"):
+            make(name)
+        # What a run left that was killed while it wrote.
+        before = (b'{"file":"failed.tta","status":"done"}\n{"file":"done.tta","status":"done","md5":"0"}\nno line of ours\n'
+                  b'{"file":"failed.tta","status":"failed"}\n{"file":"half.tta","status":"do')
+        names = ["done.tta", "failed.tta", "half.tta", "new.tta"]
+        for command in ("verify", "info", "tags"):
+            with self.subTest(command):
+                with open("report", "wb") as file:
+                    file.write(before)
+                lines = self.json_lines(command, *names, "--report", "report", "--resume", lines=1)
+                self.assertEqual([lines[name]["status"] for name in names], ["skipped", "done", "done", "done"])
+                added = contents("report")
+                self.assertTrue(added.startswith(before + b"\n"))
+                added = [json.loads(line) for line in added[len(before) :].splitlines() if line]
+                self.assertEqual(sorted(line["file"] for line in added), names[1:])
+                lines = self.json_lines(command, *names, "--report", "report", "--resume", lines=1)
+                self.assertEqual({line["status"] for line in lines.values()}, {"skipped"})
+        self.host("verify", "done.tta", "--resume", code=2)
+
     def test_words_for_people(self):
         make("a.tta")
         self.assertEqual(self.host("decode", "a.tta", "-q").stdout, b"")
@@ -119,6 +140,41 @@ class ManyFiles(HostTest):
 
 class ManyOnPosix(HostTest):
     setUp = Care.setUp
+
+    def test_a_run_that_is_killed_and_one_beside_it(self):
+        """Nothing is done twice, and nothing is missing."""
+        ffmpeg("-f", "lavfi", "-i", "nullsrc=s=300x300,geq=random(1)*255:128:128", "-frames:v", "1", "noise.png")
+        make("0.tta", seconds=0.1)
+        self.host("tag", "0.tta", "--cover", "front=noise.png")
+        names = [f"{number}.tta" for number in range(24)]
+        for name in names[1:]:
+            shutil.copy("0.tta", name)
+        command = [host_kit.OPTIONS.host, "tags", "--pictures", "-q", "--report", "report", "--resume"]
+        parts = [names[:12], names[12:]]
+
+        def count():
+            return contents("report").count(b"\n") if os.path.exists("report") else 0
+
+        for _ in range(3):
+            before = count()
+            runs = [subprocess.Popen([*command, *part], stdout=subprocess.DEVNULL) for part in parts]
+            while count() < before + 4 and any(run.poll() is None for run in runs):
+                pass
+            for run in runs:
+                run.kill()
+                run.wait(TIME_LIMIT)
+        self.assertGreaterEqual(count(), 12)
+        for part in parts:
+            subprocess.run([*command, *part], stdout=subprocess.DEVNULL, timeout=TIME_LIMIT, check=True)
+        lines, halves = [], 0
+        for line in contents("report").split(b"\n")[:-1]:
+            try:
+                lines.append(json.loads(line))
+            except ValueError:
+                halves += 1
+        self.assertEqual(sorted(line["file"] for line in lines), sorted(names))
+        self.assertTrue(all(line["status"] == "done" and line["pictures"] for line in lines))
+        self.assertLessEqual(halves, 6, "a run that is killed may leave a half line; one beside it takes none apart")
 
     def test_a_reader_that_goes_leaves_nothing(self):
         make("long.flac", seconds=600)
