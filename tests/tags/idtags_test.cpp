@@ -5,6 +5,8 @@
 
 #include <limits>
 
+#include "kit/files.h"
+#include "support/clfile.h"
 #include "tag_bytes.h"
 
 namespace {
@@ -55,6 +57,7 @@ TEST(IDTagsParse, TakesWhatFits) {
         {"a length behind the end", Little32(1) + Entry(Wide("a") + Wide("1"), 1), {}},
         {"a length below nought", Little32(2) + Little32(0x80000000) + second, {}},
         {"a length that is cut off", Little32(2) + first + "\x08", {a}},
+        {"a length that is cut off and would fit", Little32(2) + first + std::string("\x02\0", 2), {a}},
         {"a text of an odd number of bytes",
          Little32(1) + Entry(Wide("a") + Wide("1") + "d"),
          {{"a", "1", "d"}}}};
@@ -68,6 +71,59 @@ TEST(IDTagsParse, TakesWhatFits) {
     }
     tags.Parse(nullptr, 100);
     EXPECT_EQ(tags.count(), 0);
+}
+
+TEST(IDTags, TellTheEntryTouchedLast) {
+    IDTags tags;
+    EXPECT_EQ(tags.Current, nullptr);
+    tags.AddText(kTagVersionName, u"first");
+    tags.AddText(u"a", u"1");
+    tags.AddText(kTagVersionName, u"second");
+    EXPECT_EQ(tags.Current, &tags[2]);
+    EXPECT_EQ(tags.Find(u"A", false), &tags[1]);
+    EXPECT_EQ(tags.Current, &tags[1]);
+    EXPECT_EQ(tags.Find(u"none", false), nullptr);
+    EXPECT_EQ(tags.Current, &tags[2]) << "looked at last";
+    EXPECT_EQ(tags.TakeVersion(), clString(u"first"));
+    EXPECT_EQ(tags.Current, nullptr) << "removed";
+    tags.Find(u"a", false);
+    EXPECT_EQ(tags.TakeVersion(), clString(u"second"));
+    EXPECT_EQ(tags.TakeVersion(), clString());
+    EXPECT_EQ(tags.Current, &tags[0]) << "walked by";
+    tags.AddText(u"b", u"2");
+    tags.RemoveAt(0);
+    EXPECT_EQ(tags.Current, &tags[0]) << "another one was removed";
+    EXPECT_FALSE(tags.Remove(u"none"));
+    IDTags taker;
+    taker.AddText(u"own", u"");
+    IDTag* const b = &tags[0];
+    tags.AddText(u"unwanted", u"");
+    taker.TakeIf(tags, [](const IDTag& tag) { return tag.Value == clString(u"2"); });
+    EXPECT_EQ(taker.Current, b);
+    EXPECT_EQ(taker.count(), 2);
+    EXPECT_EQ(tags.count(), 0);
+    EXPECT_EQ(tags.Current, nullptr);
+    EXPECT_TRUE(taker.Remove(u"B"));
+    EXPECT_EQ(taker.Current, nullptr);
+}
+
+TEST(IDTags, FetchWhatWasLeftInTheFile) {
+    const kit::TempFolder folder;
+    kit::WriteFile(folder / "x", "01234567");
+    clFile file((folder / "x").u16string());
+    ASSERT_TRUE(file.Open(clFile::kRead));
+    IDTags tags;
+    tags.AddText(u"a", u"1");
+    tags.AddStored(u"b", {2, 3});
+    clBuffer blob;
+    ASSERT_TRUE(tags.Serialise(blob, &file));
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(blob.data()), blob.size()),
+              Little32(2) + Entry(Wide("a") + Wide("1")) + Entry(Wide("b") + Wide("") + "234"));
+    EXPECT_FALSE(tags.Serialise(blob)) << "there is no file";
+    EXPECT_EQ(blob.size(), 0U);
+    tags[1].Stored = {6, 3};
+    EXPECT_FALSE(tags.Serialise(blob, &file)) << "the file ends inside";
+    EXPECT_EQ(blob.size(), 0U);
 }
 
 }  // namespace
