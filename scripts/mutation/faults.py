@@ -31,6 +31,7 @@ DROPPED = (CursorKind.CALL_EXPR, CursorKind.BINARY_OPERATOR, CursorKind.COMPOUND
            CursorKind.UNARY_OPERATOR, CursorKind.UNEXPOSED_EXPR, CursorKind.CXX_DELETE_EXPR,
            CursorKind.CXX_THROW_EXPR, CursorKind.BREAK_STMT, CursorKind.CONTINUE_STMT, CursorKind.RETURN_STMT)
 CONSTANT = (CursorKind.STATIC_ASSERT, CursorKind.ENUM_CONSTANT_DECL, CursorKind.CXX_BASE_SPECIFIER)
+SIZED = re.compile(rb"\b(array|span|bitset)<[^;{}()]*,\s*$")
 INTEGER = re.compile(r"(0[xX][0-9A-Fa-f']+|[0-9][0-9']*)([uUlLzZ]*)$")
 
 
@@ -218,10 +219,12 @@ class Finder:
             return
         value = int(digits, 0)
         before = self.text_of(name)[:start].rstrip()[-1:]
+        line = self.text_of(name)[self.text_of(name).rfind(b"\n", 0, start) + 1:start]
         # Sizes of arrays and arguments of templates.
         if parent is not None and (parent.kind == CursorKind.DECL_REF_EXPR or
                                    (parent.kind.is_declaration() and before in (b"[", b"<", b","))):
             constant = True
+        constant = constant or SIZED.search(line) is not None
         for other in (value + 1, value - 1):
             if other >= 0:
                 self.replace(name, start, end, f"{text} becomes {other}", f"{other}{suffix}", constant)

@@ -10,6 +10,7 @@ from pathlib import Path
 from . import faults as faults_of
 
 SWITCH = Path(__file__).with_name("switch.h")
+NUMBERED = re.compile(r"::mutants::\w+\((\d+)[,)]")
 
 
 class BuildFailed(Exception):
@@ -88,6 +89,9 @@ class Tree:
         for number, fault in self.faults.items():
             self.numbered.setdefault(fault.file, []).append((number, fault))
         self.write_all()
+        # Of two faults in the same place the one of the operator stands there, without the turned condition.
+        placed = {int(number) for name in self.numbered for number in NUMBERED.findall(self.rendered(name).decode())}
+        self.faults = {number: fault for number, fault in self.faults.items() if number in placed}
 
     def write_all(self):
         for name in self.output(["git", "ls-files", "-co", "--exclude-standard", "src"]).splitlines():
@@ -145,7 +149,7 @@ def near(lines, line, column, exact, alive):
             return {int(match[1])}
     for reach in (0, 2, 6, len(lines)):
         part = "\n".join(lines[max(0, line - 1 - reach):line + reach])
-        found = {int(number) for number in re.findall(r"::mutants::\w+\((\d+)[,)]", part)} & alive
+        found = {int(number) for number in NUMBERED.findall(part)} & alive
         if found:
             return found
     return set()
