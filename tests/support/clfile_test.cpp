@@ -151,4 +151,30 @@ TEST_F(FileTest, RefusesAFolderAndSaysWhatIsMissing) {
     EXPECT_EQ(clFile::OpenErrorText(u""), clString(u"No file specified!"));
 }
 
+TEST_F(FileTest, GoesWhereItIsTold) {
+    Write("0123456789");
+    clFile file(Path());
+    bool failed = false;
+    EXPECT_EQ(file.Tell(), -1);
+    EXPECT_EQ(file.Size(&failed), 0);
+    EXPECT_TRUE(failed);
+    EXPECT_FALSE(file.Seek(0, clFile::Where::Start));
+    EXPECT_FALSE(file.Write("x", 1, clFile::Where::Here));
+    EXPECT_TRUE(file.Write(nullptr, 0, clFile::Where::Here)) << "nothing can be written anywhere";
+    EXPECT_FALSE(file.Write(nullptr, 1, clFile::Where::Here));
+
+    ASSERT_TRUE(file.Open(clFile::kRead | clFile::kWrite));
+    EXPECT_EQ(file.Size(&failed), 10);
+    EXPECT_FALSE(failed);
+    EXPECT_TRUE(file.Seek(-3, clFile::Where::End));
+    EXPECT_TRUE(file.Seek(-2, clFile::Where::Here));
+    EXPECT_EQ(file.Tell(), 5);
+    EXPECT_FALSE(file.Seek(-1, clFile::Where::Start));
+    EXPECT_TRUE(file.Write("h", 1, clFile::Where::Here));
+    EXPECT_TRUE(file.Write("s", 1, clFile::Where::Start));
+    EXPECT_TRUE(file.Write("e", 1, clFile::Where::End));
+    file.Close();
+    EXPECT_EQ(Bytes(), "s1234h6789e");
+}
+
 }  // namespace

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 
+#include "platform/error.h"
 #include "support/cllists.h"
 
 namespace {
@@ -48,6 +49,23 @@ TEST(clString, EditsByOneBasedPositions) {
     clString(u"1/12/3").SplitAt(head, tail);
     EXPECT_EQ(head, clString(u"1"));
     EXPECT_EQ(tail, clString(u"12/3"));
+}
+
+TEST(clString, TrimsAndEnds) {
+    clString text(u"  \tx ");
+    text.TrimLeft();
+    EXPECT_EQ(text, clString(u"\tx ")) << "blanks in front alone";
+    for (int i = 0; i < 2; ++i) {
+        text.AppendBackslash();
+        EXPECT_EQ(text, clString(u"\tx \\"));
+    }
+    clString empty;
+    empty.AppendBackslash();
+    EXPECT_EQ(empty, clString(u"\\"));
+    platform::SetLastError(5);
+    EXPECT_EQ(clString::LastErrorText(), clString(u"(Win:5)"));
+    platform::SetLastError(platform::kErrorNone);
+    EXPECT_EQ(clString::LastErrorText(), clString());
 }
 
 TEST(clString, FindsTheExtension) {
@@ -168,6 +186,8 @@ TEST(clString, ConvertsToAndFromBytes) {
     EXPECT_EQ(text.capacity(), 0);
     text.SetFromUtf8("ab\x7F");
     EXPECT_EQ(text, clString(u"ab\x7F"));
+    text.SetFromUtf8("\xF1\x80\x80\x80\xF4\x8F\xBF\xBF");
+    EXPECT_EQ(text, clString(u"\U00040000\U0010FFFF"));
     text.SetFromUtf8("\xF0\x9F\x8E\xB5\xC3\x28!");
     EXPECT_EQ(text, clString(u"\U0001F3B5\uFFFD(!"));
     const char16_t lone[] = {u'a', 0xD800, u'b', 0};

@@ -16,6 +16,7 @@
 #include "kit/files.h"
 #include "kit/system.h"
 #include "kit/tools.h"
+#include "platform/error.h"
 #include "platform/event.h"
 #include "transport/thread.h"
 #include "transport/worker_process.h"
@@ -160,9 +161,11 @@ TEST(EventPosix, IsAFifoOfThisUser) {
     const kit::TempFolder folder;
     kit::WriteFile(folder / "file", "");
     EXPECT_EQ(platform::OpenNamedSignal((folder / "file").u16string()), platform::EventHandle::None);
+    EXPECT_EQ(platform::LastError(), platform::kErrorAccessDenied);
     EXPECT_EQ(platform::OpenNamedSignal(folder.path().u16string()), platform::EventHandle::None);
     EXPECT_EQ(platform::OpenNamedSignal(u"a/name"), platform::EventHandle::None)
         << "no path, and none of an event";
+    EXPECT_EQ(platform::LastError(), platform::kErrorInvalidName);
 
     const platform::EventHandle own = platform::OpenNamedSignal((folder / "own").u16string());
     ASSERT_NE(own, platform::EventHandle::None);
