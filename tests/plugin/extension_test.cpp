@@ -206,9 +206,16 @@ TEST_F(Failures, LeaveNoBlobs) {
     expectNone(record);
     record.path = good.c_str();
     ASSERT_EQ(plugin.Open(decoder.get(), &record), 1);
-    record.flags = 0;
-    ASSERT_EQ(plugin.Open(decoder.get(), &record), 1);
-    expectNone(record);
+    for (const std::uint32_t flags : {0U, DECODER_OPEN_TAGS, DECODER_OPEN_INFO}) {
+        record.flags = flags;
+        record.path = good.c_str();
+        ASSERT_EQ(plugin.Open(decoder.get(), &record), 1);
+        EXPECT_EQ(record.tags != nullptr, flags == DECODER_OPEN_TAGS);
+        EXPECT_EQ(record.info != nullptr, flags == DECODER_OPEN_INFO);
+        if (flags == 0) expectNone(record);
+        record.path = bad.c_str();
+        EXPECT_EQ(plugin.Open(decoder.get(), &record), flags == 0 ? 1 : 0) << "tags that nobody wants";
+    }
 }
 
 TEST_F(Failures, OfTheWorkerAreToldByItsExitAndItsMessages) {

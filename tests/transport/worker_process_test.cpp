@@ -43,6 +43,9 @@ TEST(WorkerProcess, HandsOverArgumentsAndChannels) {
     EXPECT_EQ(ReadToEnd(worker.stderrStream), "error text");
     worker.Stop();
     worker.Stop();
+    worker.Start(Child({"hang"}));
+    EXPECT_EQ(worker.stdoutStream.timeoutSeconds, 0) << "left from the worker before";
+    worker.Terminate();
 
     WorkerCommand copy = Child({"copy"});
     copy.stdinMode = kPipe;
