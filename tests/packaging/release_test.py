@@ -85,10 +85,18 @@ class Release(unittest.TestCase):
             arguments=["v71.8.9"],
         )
 
-    def test_a_cmake_project_of_another_version(self):
+    def test_calls_that_it_does_not_know(self):
+        for arguments in (["--tag"], ["v71.8.9", "v71.8.9"]):
+            code, output = self.release(*arguments)
+            self.assertEqual((code, output), (2, "usage: scripts/release [TAG]\n"))
+
+    def test_a_cmake_project_of_another_version_or_of_none(self):
         self.change("CMakeLists.txt", r"VERSION \$\{version\}", "VERSION 71.8.8")
         self.commit()
         self.refuses("CMake builds version 71.8.8, the header says 71.8.9")
+        self.change("CMakeLists.txt", "(?s)^", "no_such_command()\n")
+        self.commit()
+        self.refuses("CMake can't be run: ")
 
     def test_sections_that_say_nothing_or_too_much(self):
         self.change("CHANGELOG.md", "- All new.\n", "")
