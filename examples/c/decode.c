@@ -1,9 +1,9 @@
 /*
- * decode PLUGIN INPUT OUTPUT.raw [START_SECONDS]
+ * decode PLUGIN INPUT OUTPUT.raw [START_SECONDS [ERROR_LOG]]
  *
- * The smallest whole host in C11: loads the plug-in, decodes a file or URL to bare samples, can start in the
- * middle, stops on Ctrl-C, and says why something failed. Builds for Linux and Windows (MinGW); what differs
- * between them stands in system_posix.c and system_windows.c.
+ * The smallest whole host in C11: loads the plug-in, decodes a file or URL to bare samples as deep as they
+ * are, can start in the middle, stops on Ctrl-C, and says why something failed. Builds for Linux and Windows
+ * (MinGW); what differs between them stands in system_posix.c and system_windows.c.
  */
 #include "decoder_plugin.h"
 
@@ -50,7 +50,6 @@ static int LoadPlugin(const char* path, struct Plugin* plugin) {
 }
 /* [loading] */
 
-/* [reason] */
 static int Failed(const struct Plugin* plugin, Decoder* decoder, const char* what) {
     DecoderParam reason = {0};
     fprintf(stderr, "%s", what);
@@ -61,7 +60,6 @@ static int Failed(const struct Plugin* plugin, Decoder* decoder, const char* wha
     fprintf(stderr, "\n");
     return 0;
 }
-/* [reason] */
 
 /* [decoding] */
 static int DecodeTo(const struct Plugin* plugin, Decoder* decoder, const DecoderChar* input, double start,
@@ -94,8 +92,8 @@ static int DecodeTo(const struct Plugin* plugin, Decoder* decoder, const Decoder
 /* [decoding] */
 
 int main(int argc, char** argv) {
-    if (argc < 4 || argc > 5) {
-        fprintf(stderr, "usage: decode PLUGIN INPUT OUTPUT.raw [START_SECONDS]\n");
+    if (argc < 4 || argc > 6) {
+        fprintf(stderr, "usage: decode PLUGIN INPUT OUTPUT.raw [START_SECONDS [ERROR_LOG]]\n");
         return 2;
     }
     struct Plugin plugin;
@@ -110,14 +108,22 @@ int main(int argc, char** argv) {
         return 1;
     }
 
-    /* [cancelling] */
-    DecoderCreateInfo logs = {0}; /* no logs */
+    DecoderCreateInfo logs = {0}; /* none */
+    if (argc == 6) logs.errorLog = OpenLog(argv[5]);
     Decoder* decoder = plugin.Create(&logs);
     DecoderParam quit = {.text = MakeQuitEvent()}; /* a name; Ctrl-C sets the event from now on */
     if (decoder == NULL || quit.text == NULL || !plugin.Set(decoder, DECODER_SET_EVENT_QUIT, &quit)) return 1;
-    /* [cancelling] */
 
-    int done = DecodeTo(&plugin, decoder, input, argc == 5 ? atof(argv[4]) : 0, output);
+    /* [depth] */
+    DecoderParam version = {0};
+    const int extended = plugin.Get(decoder, DECODER_GET_VERSION, &version) == 1 && version.value >= 1;
+    if (extended) {
+        DecoderParam format = {.text = DECODER_SAMPLES_SOURCE};
+        plugin.Set(decoder, DECODER_SET_SAMPLE_FORMAT, &format);
+    }
+    /* [depth] */
+
+    int done = DecodeTo(&plugin, decoder, input, argc > 4 ? atof(argv[4]) : 0, output);
     plugin.Destroy(decoder);
     RemoveQuitEvent();
     if (fclose(output) != 0) done = 0;

@@ -14,6 +14,10 @@ void* FindSymbol(void* library, const char* name);
 DecoderChar* ToUtf16(const char* utf8);
 void PrintText(FILE* file, const DecoderChar* text);
 
+/* A log that is written on at its end and stays open, as the plug-in wants it; a value for "none" when it
+ * can't be opened. */
+uint64_t OpenLog(const char* path);
+
 /* Makes the event that Ctrl-C sets, and gives its name, which lives as long as the program; NULL on failure.
  */
 const DecoderChar* MakeQuitEvent(void);

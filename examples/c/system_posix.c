@@ -16,6 +16,13 @@ void* FindSymbol(void* library, const char* name) {
     return dlsym(library, name);
 }
 
+/* [log] */
+uint64_t OpenLog(const char* path) {
+    const int log = open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
+    return (uint64_t)(int64_t)log; /* -1 is no log */
+}
+/* [log] */
+
 /* [event] */
 /* The quit event is a FIFO; it is set while it holds a byte. */
 static char fifo[64];

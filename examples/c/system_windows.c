@@ -17,6 +17,16 @@ void* FindSymbol(void* library, const char* name) {
     return (void*)(UINT_PTR)symbol;
 }
 
+/* [log] */
+uint64_t OpenLog(const char* path) {
+    DecoderChar* wide = ToUtf16(path);
+    const HANDLE log = CreateFileW((const wchar_t*)wide, FILE_APPEND_DATA, FILE_SHARE_READ, NULL, OPEN_ALWAYS,
+                                   FILE_ATTRIBUTE_NORMAL, NULL);
+    free(wide);
+    return (uint64_t)(uintptr_t)log; /* INVALID_HANDLE_VALUE is no log */
+}
+/* [log] */
+
 /* [event] */
 /* The quit event is a named event with manual reset. */
 static wchar_t name[64];

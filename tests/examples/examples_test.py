@@ -34,8 +34,15 @@ def test_c(folder, song, samples):
     done = run(*program, song, out, "1.5")
     assert done.returncode == 0 and out.read_bytes() == samples[72000 * FRAME :], done
 
-    failed = run(*program, folder / "nothing.tta", out)
+    ffmpeg("-i", folder / "song.flac", "-c:a", "pcm_s24le", folder / "deep.wav")
+    done = run(*program, folder / "deep.wav", out)
+    assert done.returncode == 0 and "24 bits" in done.stdout, done
+    assert out.read_bytes() == ffmpeg("-i", folder / "deep.wav", "-f", "s24le", "-")
+
+    log = folder / "errors.log"
+    failed = run(*program, folder / "nothing.tta", out, 0, log)
     assert failed.returncode == 1 and "can't be opened: " in failed.stderr, failed
+    assert "nothing.tta" in log.read_bytes().decode("utf-16-le"), log.read_bytes()
     cut = folder / "cut.flac"
     cut.write_bytes((folder / "song.flac").read_bytes()[:-5000])
     damaged = run(*program, cut, out)
@@ -105,7 +112,7 @@ def main():
         folder = Path(name)
         tone = "aevalsrc=0.5*sin(440*t*6.28)|0.3*sin(880*t*6.28):d=3:s=48000"
         song = folder / "song.tta"
-        ffmpeg("-f", "lavfi", "-i", tone, "-metadata", "title=A song", song)
+        ffmpeg("-f", "lavfi", "-i", tone, "-sample_fmt", "s16", "-metadata", "title=A song", song)
         ffmpeg("-i", song, folder / "song.flac")
         samples = ffmpeg("-i", song, "-f", "s16le", "-")
         for name in sys.argv[4].split(","):
