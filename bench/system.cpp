@@ -15,6 +15,7 @@
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
+#include <utility>
 
 extern char** environ;
 
@@ -58,7 +59,7 @@ PipedProgram::PipedProgram(const std::vector<std::string>& arguments) {
 }
 
 PipedProgram::~PipedProgram() {
-    close(pipe_);
+    if (pipe_ >= 0) close(pipe_);
     if (process_ < 0) return;
     kill(process_, SIGKILL);
     Wait();
@@ -70,6 +71,11 @@ std::size_t PipedProgram::Read(std::span<std::byte> buffer) {
         if (count >= 0) return static_cast<std::size_t>(count);
         if (errno != EINTR) throw std::runtime_error("can't read from a program");
     }
+}
+
+void PipedProgram::End() {
+    close(std::exchange(pipe_, -1));
+    Wait();
 }
 
 int PipedProgram::Wait() {

@@ -29,6 +29,9 @@ class PipedProgram {
     // Waits for the end of the program; its exit status.
     int Wait();
 
+    // Reads no more, so that the program ends with its next write, and waits for that.
+    void End();
+
   private:
     int pipe_ = -1;
     int process_ = -1;
