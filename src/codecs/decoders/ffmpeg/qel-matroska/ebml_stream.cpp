@@ -9,6 +9,7 @@ namespace EBML {
 
 namespace {
 
+constexpr std::size_t kFirstCapacity = 1024;
 constexpr const char* kBeginInside = "r.begin <= m_range.begin";
 constexpr const char* kEndInside = "r.end >= m_range.end";
 
@@ -77,6 +78,7 @@ void StreamMem::Skip(std::uint64_t size) {
 
 void StreamWritableSimple::Write(std::span<const std::byte> bytes) {
     if (bytes.size() > bytes_.max_size() - bytes_.size()) throw OverflowError();
+    if (bytes_.capacity() == 0) bytes_.reserve(std::max(bytes.size(), kFirstCapacity));
     bytes_.insert(bytes_.end(), bytes.begin(), bytes.end());
 }
 
