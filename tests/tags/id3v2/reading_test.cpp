@@ -315,4 +315,37 @@ TEST(Id3v2Streams, CacheAndFilterKeepTheirPlace) {
     EXPECT_THROW(filter.tell(), id3parser::notSeekableError);
 }
 
+// Whatever is asked for at once, and wherever a 0xFF comes to lie in it, the same bytes come out.
+TEST(Id3v2Streams, UndoUnsynchronisationInPiecesOfAnySize) {
+    const std::string stored("a\xFF\0b\xFF\x01\xFF\0\xFF\0\0c\xFF\xDF\xFF\0", 16);
+    const std::string wanted(
+        "a\xFF"
+        "b\xFF\x01\xFF\xFF\0c\xFF\xDF\xFF",
+        12);
+    for (std::size_t step = 1; step <= stored.size(); ++step) {
+        id3parser::streamInMem memory(std::as_bytes(std::span(stored)));
+        id3parser::streamFixSync filter(memory);
+        std::string got;
+        for (std::size_t came = step; came == step;) {
+            std::string piece(step, '?');
+            came = filter.read(reinterpret_cast<std::byte*>(piece.data()), step);
+            got += piece.substr(0, came);
+        }
+        EXPECT_EQ(got, wanted) << step;
+        memory.seek(0);
+        id3parser::streamFixSync skipping(memory);
+        EXPECT_EQ(skipping.skip(step), std::min(step, wanted.size()));
+        EXPECT_EQ(skipping.skip(stored.size()), wanted.size() - std::min(step, wanted.size()));
+    }
+    for (const char* broken : {"ab\xFF", "ab\xFF\xE0z", "ab\xFF\xFFz"}) {
+        const std::string bytes(broken);
+        for (std::size_t step = 3; step <= 5; ++step) {
+            id3parser::streamInMem memory(std::as_bytes(std::span(bytes)));
+            id3parser::streamFixSync filter(memory);
+            std::byte out[8];
+            EXPECT_THROW(filter.read(out, step), id3parser::parseError) << bytes << step;
+        }
+    }
+}
+
 }  // namespace
