@@ -78,7 +78,7 @@ struct Contest {
 constexpr std::size_t kPicture = 2048 * 1024;
 
 constexpr Contest kContests[] = {
-    {"APE and ID3v1", TagKind::Id3v1, ".wv", 0},
+    {"ID3v1 (ours: and an APE tag)", TagKind::Id3v1, ".wv", 0},
     {"APE", TagKind::Ape, ".wv", 0},
     {"APE, 2 MiB picture", TagKind::Ape, ".wv", kPicture},
     {"ID3v2.3", TagKind::Id3v23, ".tta", 0},
