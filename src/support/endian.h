@@ -45,11 +45,6 @@ inline void PutLittle32(std::byte* bytes, std::uint32_t value) noexcept {
     PutLittle16(bytes + 2, static_cast<std::uint16_t>(value >> 16));
 }
 
-inline void PutLittle64(std::byte* bytes, std::uint64_t value) noexcept {
-    PutLittle32(bytes, static_cast<std::uint32_t>(value & 0xFFFFFFFF));
-    PutLittle32(bytes + 4, static_cast<std::uint32_t>(value >> 32));
-}
-
 inline void PutBig32(std::byte* bytes, std::uint32_t value) noexcept {
     for (int i = 3; i >= 0; --i, value >>= 8) bytes[i] = static_cast<std::byte>(value & 0xFF);
 }
