@@ -84,6 +84,10 @@ void StreamWritableSimple::Write(std::span<const std::byte> bytes) {
 
 void StreamWritableSimple::Reserve(std::uint64_t bytes) {
     if (bytes > bytes_.max_size()) throw OverflowError();
+    // Large buffers come in few sizes: what one leaves in the heap is then enough for the next, which holds
+    // the same picture and a few bytes more. Memory that nobody touches costs nothing.
+    constexpr std::uint64_t kLarge = 1 << 20;
+    if (bytes > kLarge && bytes <= bytes_.max_size() - kLarge) bytes = (bytes + kLarge - 1) / kLarge * kLarge;
     bytes_.reserve(static_cast<std::size_t>(bytes));
 }
 

@@ -26,7 +26,7 @@ class Relayout {
         RequireTracksFound(layout);
         // A file without SeekHead is read by walking it, and one write changes its tail.
         if (!layout.leading.empty() && !KeepsOldTail(layout)) {
-            RequireNoGap(layout);
+            RequireFillable(layout);
             if (WriteByWayOfCopy(layout)) return;
         }
         if (!layout.tail.empty() || str_.GetSize() > room_.tailBegin) {
@@ -44,13 +44,13 @@ class Relayout {
     void RequireTailWithoutCluster();
 
     void RequireTracksFound(const Layout& layout) const;
-    void RequireNoGap(const Layout& layout) const;
+    void RequireFillable(const Layout& layout) const;
     bool KeepsOldTail(const Layout& layout) const;
 
     bool WriteByWayOfCopy(Layout& layout);
     EBML::Bytes FilledLeadingArea(const Layout& layout) const;
     void WriteLeadingArea(std::span<const std::byte> area);
-    void WriteDifference(std::span<const std::byte> before, std::span<const std::byte> after);
+    void WriteDifference(const EBML::Bytes& before, const EBML::Bytes& after);
 
     std::uint64_t FirstCluster() const noexcept { return room_.dataBegin + room_.availLeading; }
 
@@ -118,8 +118,9 @@ void Relayout::RequireTracksFound(const Layout& layout) const {
     if (pointedAt && layout.leading.empty()) throw ParseError();
 }
 
-void Relayout::RequireNoGap(const Layout& layout) const {
-    if (room_.availLeading - layout.leading.size() == 1) throw ParseError();
+void Relayout::RequireFillable(const Layout& layout) const {
+    const std::uint64_t used = layout.leading.size();
+    if (used > room_.availLeading || room_.availLeading - used == 1) throw ParseError();
 }
 
 // Whether everything that is known behind the Clusters stands where it stood. Then the old leading area is
@@ -146,8 +147,7 @@ bool Relayout::WriteByWayOfCopy(Layout& layout) {
     behind.tailBegin = std::max(oldSize, end) + kLongVoidHeader;
     Layout copy = LayOut(elements_, behind);
     elements_ = {};
-    const EBML::Bytes copyLeading = FilledLeadingArea(copy);
-    const EBML::Bytes finalLeading = FilledLeadingArea(layout);
+    RequireFillable(copy);
     const std::uint64_t copyEnd = behind.tailBegin + copy.tail.size();
 
     EBML::StreamWritableSimple sink;
@@ -155,7 +155,7 @@ bool Relayout::WriteByWayOfCopy(Layout& layout) {
     sink.Write(EBML::VoidHeader(copyEnd - oldSize));
     sink.Write(EBML::Bytes(behind.tailBegin - oldSize - sink.Size()));
     sink.Write(copy.tail);
-    copy.tail = {};
+    copy.tail = EBML::Bytes();  // = {} would keep its memory
     try {
         WriteSegmentEnd(root_, str_, oldSize, sink.View());
     } catch (const NoRoom&) {
@@ -163,15 +163,15 @@ bool Relayout::WriteByWayOfCopy(Layout& layout) {
     } catch (const SizeNotWritable&) {
         return false;
     }
-    WriteLeadingArea(copyLeading);
-
     sink.Take();
+    WriteLeadingArea(FilledLeadingArea(copy));
+
     sink.Reserve(layout.tail.size() + EBML::kLargestHeader);
     sink.Write(layout.tail);
     sink.Write(EBML::VoidHeader(copyEnd - end));
     str_.SeekBounded(room_.tailBegin);
     str_.Write(sink.View());
-    WriteDifference(copyLeading, finalLeading);
+    WriteDifference(copy.leading, layout.leading);
     root_.segment.ElementTable = std::move(layout.table);
     EndSegmentAt(root_, str_, end);
     return true;
@@ -192,15 +192,29 @@ void Relayout::WriteLeadingArea(std::span<const std::byte> area) {
     str_.Write(area);
 }
 
-// Both are leading areas of the same elements: only positions in the SeekHead differ.
-void Relayout::WriteDifference(std::span<const std::byte> before, std::span<const std::byte> after) {
-    const auto first = std::ranges::mismatch(before, after);
-    const auto begin = static_cast<std::size_t>(first.in2 - after.begin());
-    std::size_t end = after.size();
-    while (end > begin && before[end - 1] == after[end - 1]) --end;
+// From the leading area that begins with `before` to the one that begins with `after`, of the same elements:
+// they differ in the positions in the SeekHead, and in the header of the Void that fills them up.
+void Relayout::WriteDifference(const EBML::Bytes& before, const EBML::Bytes& after) {
+    const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(
+        room_.availLeading, std::max(before.size(), after.size()) + EBML::kLargestHeader));
+    const auto begun = [&](const EBML::Bytes& leading) {
+        EBML::Bytes area = leading;
+        if (leading.size() < room_.availLeading) {
+            const EBML::Bytes header = EBML::VoidHeader(room_.availLeading - leading.size());
+            area.insert(area.end(), header.begin(), header.end());
+        }
+        area.resize(size);
+        return area;
+    };
+    const EBML::Bytes old = begun(before);
+    const EBML::Bytes fresh = begun(after);
+    const auto first = std::ranges::mismatch(old, fresh);
+    const auto begin = static_cast<std::size_t>(first.in2 - fresh.begin());
+    std::size_t end = size;
+    while (end > begin && old[end - 1] == fresh[end - 1]) --end;
     if (begin == end) return;
     str_.SeekBounded(room_.dataBegin + begin);
-    str_.Write(after.subspan(begin, end - begin));
+    str_.Write(std::span(fresh).subspan(begin, end - begin));
 }
 
 }  // namespace
