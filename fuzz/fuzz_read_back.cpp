@@ -175,6 +175,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                 tags.AddBinary(MakeArtKey(1, PictureTypeKeyPart(kFrontCover)), AsBytes(kPicture));
         } else if (!given[which]) {
             given[which] = Normal(text);
+            // Of separators at the end of several values, each reading and writing of an APE tag takes one.
+            while (which == kMultiple && given[which]->ends_with(u'\r')) given[which]->pop_back();
             tags.AddText(kNames[which], *given[which]);
         }
     }
