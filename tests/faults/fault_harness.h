@@ -69,12 +69,16 @@ class Harness {
     const kit::Library library_{BuiltFaultyPlugin()};
     const ArmFaultFunction arm_ = reinterpret_cast<ArmFaultFunction>(library_.Find("ArmFault"));
     const OperationsFunction operations_ = reinterpret_cast<OperationsFunction>(library_.Find("Operations"));
+    const MemoryRequestsFunction memoryRequests_ =
+        reinterpret_cast<MemoryRequestsFunction>(library_.Find("MemoryRequests"));
     kit::TestDecoder decoder_{plugin_};
 
     static std::filesystem::path BuiltFaultyPlugin();
 
     const Scenario* scenario_ = nullptr;
     std::string new_;
+    bool refused_ = false;                           // without any fault
+    std::int64_t requests_ = 0;                      // for memory, of the last run
     std::map<std::string, Contents> known_;          // by bytes: equal outcomes are decoded once
     std::map<std::string, std::string> complaints_;  // where, by what
     int stops_ = 0;

@@ -21,6 +21,7 @@
 #include <string>
 
 #include "fault_plan.h"
+#include "faulty_memory.h"
 
 namespace {
 
@@ -29,6 +30,7 @@ using platform::FileHandle;
 FaultPlan plan;
 bool armed = false;
 std::string operations;
+constexpr std::size_t kOperationsReserved = 1 << 16;  // noting one takes no memory
 std::uint8_t guidsGiven = 0;
 std::int64_t largestLength = 0;  // of the file, until the disk was full
 
@@ -38,6 +40,7 @@ Fault Next(FileHandle file, char operation) {
     operations += operation;
     if (index <= plan.at) largestLength = std::max(largestLength, platform::RealFileSize(file));
     const bool lasting = plan.fault == Fault::DiskFull || plan.fault == Fault::Ended;
+    if (plan.fault == Fault::NoMemory || plan.fault == Fault::OutOfMemory) return Fault::None;
     return index == plan.at || (lasting && index > plan.at) ? plan.fault : Fault::None;
 }
 
@@ -118,8 +121,10 @@ void ArmFault(const FaultPlan* wanted) {
     armed = wanted != nullptr;
     plan = armed ? *wanted : FaultPlan{};
     operations.clear();
+    operations.reserve(kOperationsReserved);
     largestLength = 0;
     guidsGiven = 0;
+    CountMemory(armed, plan);
 }
 
 const char* Operations() {

@@ -37,14 +37,15 @@ Function Export(const Library& library, const char* name) {
     return reinterpret_cast<Function>(library.Find(name));
 }
 
-std::filesystem::path InstallWith(const TempFolder& folder, const std::filesystem::path& worker) {
+std::filesystem::path InstallWith(const TempFolder& folder, const std::filesystem::path& worker,
+                                  const std::filesystem::path& plugin) {
     // Where a library stays loaded as long as its process, only a later one can remove its file.
-    RemoveFoldersWithNothingBut(BuiltPlugin().filename());
+    RemoveFoldersWithNothingBut(plugin.filename());
     const std::filesystem::path decoders = folder / "decoders";
     std::filesystem::create_directory(decoders);
     std::filesystem::copy_file(worker, folder / "ffmpeg-lgpl.exe");
-    std::filesystem::copy_file(BuiltPlugin(), decoders / BuiltPlugin().filename());
-    return decoders / BuiltPlugin().filename();
+    std::filesystem::copy_file(plugin, decoders / plugin.filename());
+    return decoders / plugin.filename();
 }
 
 }  // namespace
@@ -65,8 +66,8 @@ Plugin::Plugin(const std::filesystem::path& path)
       SetPosition(Export<DecoderSetPositionFunction>(library_, DECODER_EXPORT_SET_POSITION)),
       DeleteATag(Export<DecoderDeleteATagFunction>(library_, DECODER_EXPORT_DELETE_A_TAG)) {}
 
-PluginWithWorker::PluginWithWorker(const std::filesystem::path& worker)
-    : path_(InstallWith(folder_, worker)), plugin_(path_) {}
+PluginWithWorker::PluginWithWorker(const std::filesystem::path& worker, const std::filesystem::path& plugin)
+    : path_(InstallWith(folder_, worker, plugin)), plugin_(path_) {}
 
 std::vector<Tag> ParseBlob(const void* blob, std::uint32_t size) {
     IDTags tags;

@@ -33,10 +33,11 @@ class Plugin {
     const DecoderDeleteATagFunction DeleteATag;
 };
 
-// A copy of the built plug-in with another program as its worker.
+// A copy of a plug-in with another program as its worker.
 class PluginWithWorker {
   public:
-    explicit PluginWithWorker(const std::filesystem::path& worker);
+    explicit PluginWithWorker(const std::filesystem::path& worker,
+                              const std::filesystem::path& plugin = BuiltPlugin());
     const Plugin& plugin() const { return plugin_; }
     const std::filesystem::path& path() const { return path_; }
 
