@@ -10,13 +10,6 @@ clBuffer::clBuffer(const clBuffer& other) : readCursor(other.readCursor), writeC
     if (other.data_ != nullptr && !Assign(other.bytes())) throw std::bad_alloc();
 }
 
-clBuffer::clBuffer(clBuffer&& other) noexcept
-    : readCursor(std::exchange(other.readCursor, 0U)),
-      writeCursor(std::exchange(other.writeCursor, 0U)),
-      data_(std::move(other.data_)),
-      size_(std::exchange(other.size_, 0U)),
-      capacity_(std::exchange(other.capacity_, 0U)) {}
-
 clBuffer& clBuffer::operator=(const clBuffer& other) {
     if (this != &other) *this = clBuffer(other);
     return *this;

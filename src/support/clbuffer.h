@@ -12,7 +12,6 @@ class clBuffer {
   public:
     clBuffer() noexcept = default;
     clBuffer(const clBuffer& other);  // a copy of the bytes; std::bad_alloc when there is no memory for it
-    clBuffer(clBuffer&& other) noexcept;
     clBuffer& operator=(const clBuffer& other);
     clBuffer& operator=(clBuffer&& other) noexcept;
     ~clBuffer() = default;
@@ -27,7 +26,6 @@ class clBuffer {
     std::byte* data() noexcept { return data_.get(); }
     const std::byte* data() const noexcept { return data_.get(); }
     std::uint32_t size() const noexcept { return size_; }
-    std::uint32_t capacity() const noexcept { return capacity_; }
     bool empty() const noexcept { return size_ == 0; }
     std::span<std::byte> bytes() noexcept { return {data_.get(), size_}; }
     std::span<const std::byte> bytes() const noexcept { return {data_.get(), size_}; }

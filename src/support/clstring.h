@@ -20,8 +20,6 @@ class FormatArgument {
     FormatArgument(long long value) : value_(static_cast<std::int64_t>(value)) {}
     FormatArgument(unsigned long long value) : value_(static_cast<std::int64_t>(value)) {}
     FormatArgument(double value) : value_(value) {}
-    FormatArgument(char16_t value) : value_(static_cast<std::int64_t>(value)), bits_(32) {}
-    FormatArgument(std::u16string_view text) : value_(text) {}
     FormatArgument(const char16_t* text)
         : value_(text != nullptr ? std::u16string_view(text) : std::u16string_view()) {}
 

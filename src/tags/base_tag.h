@@ -36,10 +36,6 @@ class BaseTag {
     virtual Presence Look() noexcept = 0;
     bool Exists() noexcept { return Look() == Presence::Present; }
 
-    // Whether `Read` would give back the values of `tags` once they are written. To be asked before another
-    // engine changes the file; `Write` looks for itself, too.
-    virtual bool Takes(const IDTags& /*tags*/) noexcept { return true; }
-
     // Brings the tags into the file: with `merge` they replace or join what it holds, without it they are the
     // whole new tag. An engine may give the flag another sense and says so.
     virtual bool Write(const IDTags& tags, bool merge) noexcept = 0;

@@ -51,7 +51,6 @@ class IDTags {
 
     int count() const noexcept { return entries_.count(); }
     IDTag& operator[](int index) noexcept { return *entries_[index]; }
-    const IDTag& operator[](int index) const noexcept { return *entries_[index]; }
     IDTag* const* begin() const noexcept { return entries_.begin(); }
     IDTag* const* end() const noexcept { return entries_.end(); }
 

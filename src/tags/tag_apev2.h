@@ -24,8 +24,9 @@ class TagAPEv2 final : public BaseTag {
     bool Read(IDTags& tags, bool wantVersion) noexcept override;
     Presence Look() noexcept override;
 
-    // Values of more than 16 MiB aren't read.
-    bool Takes(const IDTags& tags) noexcept override;
+    // Whether `Read` would give back the values of `tags` once they are written: none of more than 16 MiB. To
+    // be asked before another engine changes the file; `Write` looks for itself, too.
+    bool Takes(const IDTags& tags) noexcept;
 
     // Writes the new tag where the old one began, the ID3v1 tag behind it again. A damaged tag stays, and the
     // new one goes after it. Without anything to write the tag is gone. False when the file can't be read or

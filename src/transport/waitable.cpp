@@ -25,12 +25,6 @@ waitable::waitable() : handle(platform::CreateSignal()) {
 waitable::waitable(waitable&& other) noexcept
     : handle(std::exchange(other.handle, platform::EventHandle::None)), notOwned(other.notOwned) {}
 
-waitable& waitable::operator=(waitable&& other) noexcept {
-    std::swap(handle, other.handle);
-    std::swap(notOwned, other.notOwned);
-    return *this;
-}
-
 waitable::~waitable() {
     if (!notOwned && handle != platform::EventHandle::None) platform::CloseSignal(handle);
 }

@@ -15,7 +15,6 @@ class waitable {
     waitable();  // a new signal of its own; bug_check when there is none to be had
     explicit waitable(platform::EventHandle borrowed) noexcept : handle(borrowed), notOwned(true) {}
     waitable(waitable&& other) noexcept;
-    waitable& operator=(waitable&& other) noexcept;
     virtual ~waitable();
 
     void Set() noexcept { platform::SetSignal(handle); }

@@ -28,8 +28,6 @@ namespace posix {
 
 std::uint32_t ErrorFromErrno(int code) noexcept {
     switch (code) {
-        case 0:
-            return kErrorNone;
         case ENOENT:
             return kErrorFileNotFound;
         case ENOTDIR:
@@ -50,8 +48,6 @@ std::uint32_t ErrorFromErrno(int code) noexcept {
             return kErrorNotEnoughMemory;
         case EROFS:
             return kErrorWriteProtect;
-        case EEXIST:
-            return kErrorAlreadyExists;
         case EINVAL:
             return kErrorInvalidParameter;
         case EPIPE:
@@ -60,8 +56,6 @@ std::uint32_t ErrorFromErrno(int code) noexcept {
         case EDQUOT:
         case EFBIG:
             return kErrorDiskFull;
-        case ENOTEMPTY:
-            return kErrorDirectoryNotEmpty;
         case ENOEXEC:
             return kErrorBadExeFormat;
         case ENAMETOOLONG:

@@ -29,8 +29,8 @@ class TagID3v2 final : public BaseTag {
     bool Read(IDTags& tags, bool wantVersion) noexcept override;
     Presence Look() noexcept override;
 
-    // False for a picture or a table of contents whose frame would be too large to be read again.
-    bool Takes(const IDTags& tags) noexcept override;
+    // As TagAPEv2's: no picture and no table of contents whose frame would be too large to be read again.
+    bool Takes(const IDTags& tags) noexcept;
 
     // The names in `tags` replace those of the file, whose other frames stay; an empty value removes a name.
     // With `deleteOnly` the names are removed whatever their values, and a tag that holds none of them stays

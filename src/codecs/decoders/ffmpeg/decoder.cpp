@@ -160,7 +160,7 @@ void clDecoder_ffmpeg::SetEventQuit(const char16_t* name) {
                                           : platform::EventHandle::None;
     if (opened != platform::EventHandle::None) platform::CloseSignal(opened);
     if (own == platform::EventHandle::None) throw Qel::bug_check();
-    quitSignal = Qel::aborter::Owning(own);
+    quitSignal.emplace(Qel::aborter::Owning(own));
 }
 
 bool clDecoder_ffmpeg::WriteIDTags(const char16_t* tagPath, const void* blob, std::int32_t blobSize) {
