@@ -5,7 +5,9 @@
 #include <string>
 #include <vector>
 
+#include "codecs/decoders/ffmpeg/stderr_dump.h"
 #include "platform/file.h"
+#include "transport/exceptions.h"
 
 namespace {
 
@@ -42,6 +44,14 @@ std::string Repeated(const std::string& text, std::size_t count) {
     std::string all;
     for (std::size_t i = 0; i < count; ++i) all += text;
     return all;
+}
+
+TEST_F(StdErrLines, AreReadOneByOne) {
+    Write("a\r1\r\n\nno end");
+    End();
+    EXPECT_EQ(ReadLine(stream), "a1");
+    EXPECT_EQ(ReadLine(stream), "");
+    EXPECT_THROW(ReadLine(stream), Qel::invalid_input);
 }
 
 // A parse that comes late, or never, finds what it needs and little else.
@@ -96,6 +106,19 @@ TEST(StdErrTail, HoldsTheLastWholeLines) {
     tail.Add(std::string(0x10000, 'x') + "the end");
     EXPECT_EQ(tail.Text().size(), StdErrTail::kBytes);
     EXPECT_TRUE(tail.Text().ends_with("xthe end\n"));
+}
+
+// What is decoded of several streams is told behind the dump, maybe much later.
+TEST_F(StdErrLines, AreAwaitedForTheStreamThatIsDecoded) {
+    StdErrLineQueue queue(stream);
+    Write(
+        "Input #0, x:\n  Duration: N/A\n  Stream #0:0: Audio: a\n  Stream #0:1: Audio: b\nStream mapping:\n");
+    StdErrParse parse;
+    ParseStdErr(queue, parse);
+    Write("  Stream #0:1 -> #0:0 (x (native) -> y (native))\n");
+    const StdErrStream* decoded = DecodedStream(queue, parse, -1);
+    ASSERT_NE(decoded, nullptr);
+    EXPECT_EQ(decoded->number, 1U);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "image/image_streams.h"
 #include "transport/exceptions.h"
 #include "transport/waitable.h"
 
@@ -408,6 +409,20 @@ TEST(ImageType, EndsWithASetAborterInsteadOfReadingOn) {
 }
 
 // A source that can't go back has no TIFF in it: its directory may lie anywhere.
+TEST(BoundedReader, CutsPlainReadsAndRefusesExactOnes) {
+    const std::string bytes = "0123456789";
+    MemorySource source(std::as_bytes(std::span(bytes)));
+    BoundedReader view(6, source);
+    char buffer[8];
+    EXPECT_EQ(view.read(buffer, 2), 2U);
+    EXPECT_EQ(view.skip(2), 2U);
+    EXPECT_THROW(view.readExact(buffer, 3), Qel::invalid_input);
+    EXPECT_THROW(view.skipExact(3), Qel::invalid_input);
+    EXPECT_EQ(view.read(buffer, 8), 2U);
+    EXPECT_EQ(std::string(buffer, 2), "45");
+    EXPECT_EQ(view.skip(1), 0U);
+}
+
 TEST(ImageType, NeedsASeekableSourceForTiffOnly) {
     class Forward final : public ImageSource {
       public:

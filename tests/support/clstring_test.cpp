@@ -147,6 +147,8 @@ TEST(clString, FormatsWithAndWithoutTheRuntime) {
         {u"%u", -1, u"4294967295"},
         {u"%i", 0xFFFFFFFFU, u"-1"},
         {u"%lld|%i", std::int64_t{1} << 40, u"1099511627776|"},
+        {u"%lld", 1LL << 40, u"1099511627776"},
+        {u"%llu", ~0ULL, u"18446744073709551615"},
         {u"%+5d", 42, u"  +42"},
         {u"%+05d", -42, u"-0042"},
         {u"%10u|", 7U, u"         7|"},
@@ -165,6 +167,7 @@ TEST(clString, FormatsWithAndWithoutTheRuntime) {
         {u"%8.1f", -2.3125, u"    -2.3"},
         {u"%f", 1, u"1.000000"},
         {u"%.f", 2.0, u"2"},
+        {u"%.2e", 1234.5, u"1.23e+03", u""},
         {u"%d", u"text", u"0"},
         {u"%s", 5, u""},
         {u"%d", 1.5, u"0"},
@@ -219,6 +222,9 @@ TEST(clStringList, SplitsAndReadsMultiStrings) {
     EXPECT_EQ(other.count(), 0);
     ASSERT_EQ(list.count(), 4);
     EXPECT_EQ(list[3].tag, 5);
+    const clString& moved = list.AddMove(u"m");
+    EXPECT_EQ(&moved, &list[4]);
+    EXPECT_EQ(list[4], clString(u"m"));
 }
 
 TEST(clPtrList, GrowsBeyondItsInlineSlots) {

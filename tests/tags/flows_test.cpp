@@ -8,7 +8,10 @@
 #include "support/clfile.h"
 #include "support/cllog.h"
 #include "tag_bytes.h"
+#include "tags/id3v2/tag_id3v2.h"
 #include "tags/std_tags.h"
+#include "tags/tag_apev2.h"
+#include "tags/tag_id3v1.h"
 
 namespace {
 
@@ -50,6 +53,28 @@ TEST_F(Flows, UpdatesWhatIsThereAndCreatesApeOnly) {
     EXPECT_EQ(Written(kAudio + Ape({{"Unknown", "u", 2}, {"title", "Old"}}) + kOldTag, tags),
               kAudio + Ape({{"Unknown", "u", 2}, {"Title", "New"}, {"Mood", "x"}}) + newId3v1);
     EXPECT_EQ(Written(kAudio + kOldTag + "junk", tags), kAudio + kOldTag + "junk" + ape);
+}
+
+TEST_F(Flows, MakeTheKindOfTagThatTheFamilyHas) {
+    const std::pair<StdTagFamily, std::string> cases[] = {
+        {StdTagFamily::Ape, "APE"}, {StdTagFamily::Reserved, ""}, {StdTagFamily::Id3v2, "ID3v2"}};
+    for (const auto& [family, made] : cases) {
+        kit::WriteFile(file_, kAudio);
+        IDTags tags;
+        tags.AddText(u"Title", u"New");
+        EXPECT_TRUE(WriteStdTags(file_.u16string().c_str(), tags, family, {}));
+        clFile file(file_.u16string());
+        ASSERT_TRUE(file.Open(clFile::kRead));
+        TagID3v1 id3v1(file);
+        TagID3v2 id3v2(file);
+        TagAPEv2 ape(file);
+        std::string found;
+        for (BaseTag* engine : std::initializer_list<BaseTag*>{&id3v1, &id3v2, &ape}) {
+            if (engine->Exists()) found += engine->TagName().Utf8();
+        }
+        EXPECT_EQ(found, made);
+        EXPECT_EQ(id3v1.TagName(), clString(u"ID3v1"));
+    }
 }
 
 // An APE tag is found at the end of a file and in front of one ID3v1 tag there, not of two.

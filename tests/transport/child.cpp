@@ -2,6 +2,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
 #include <string>
 #include <thread>
 
@@ -13,6 +14,10 @@ void ShowArguments(int count, char** arguments) {
     for (int i = 0; i < count; ++i) std::printf("%s|", arguments[i]);
     std::printf("%s", std::fgetc(stdin) == EOF ? "no input" : "input");
     std::fprintf(stderr, "error text");
+}
+
+void ShowFolder() {
+    std::printf("%s", std::filesystem::current_path().string().c_str());
 }
 
 void CopyInput() {
@@ -52,6 +57,7 @@ void Parent(const char* program) {
 int main(int count, char** arguments) {
     const std::string task = count > 1 ? arguments[1] : "";
     if (task == "show") ShowArguments(count, arguments);
+    if (task == "folder") ShowFolder();
     if (task == "copy") CopyInput();
     if (task == "write") WriteUntilClosed(arguments[2]);
     if (task == "hang") Hang();

@@ -18,6 +18,7 @@
 #include "kit/tools.h"
 #include "platform/error.h"
 #include "platform/event.h"
+#include "platform/file.h"
 #include "transport/thread.h"
 #include "transport/worker_process.h"
 
@@ -157,12 +158,53 @@ TEST(ThreadPosix, LeavesTheSignalsToTheHost) {
         EXPECT_FALSE(blocked.contains(fault)) << fault;
 }
 
+TEST(FilePosix, TellsWhyAFileDoesNotOpen) {
+    const kit::TempFolder folder;
+    kit::WriteFile(folder / "file", "");
+    std::filesystem::create_symlink("loop", folder / "loop");
+    const std::pair<std::u16string, std::uint32_t> cases[] = {
+        {u"missing", platform::kErrorFileNotFound},
+        {u"file/under it", platform::kErrorPathNotFound},
+        {u"loop", platform::kErrorPathNotFound},
+        {std::u16string(300, u'n'), platform::kErrorFilenameTooLong},
+        {std::u16string(u"file\0", 5), platform::kErrorInvalidName},
+    };
+    for (const auto& [name, error] : cases) {
+        const std::u16string path = folder.path().u16string() + u"/" + name;
+        EXPECT_EQ(platform::OpenExisting(path, platform::kAccessRead, 0), platform::FileHandle::Closed);
+        EXPECT_EQ(platform::LastError(), error) << error;
+    }
+    EXPECT_EQ(platform::FileSize(platform::FileHandle::Closed), -1);
+    EXPECT_EQ(platform::LastError(), platform::kErrorInvalidHandle);
+}
+
+TEST(FilePosix, TheSizeOfWhatIsNoPlainFileIsItsEnd) {
+    const int device = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    EXPECT_EQ(platform::FileSize(static_cast<platform::FileHandle>(device)), 0);
+    close(device);
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    EXPECT_EQ(platform::FileSize(static_cast<platform::FileHandle>(ends[0])), -1);
+    for (const int end : ends) close(end);
+}
+
+TEST(WorkerProcessPosix, TakesNoCommandLineInOnePiece) {
+    WorkerCommand command = Child("show");
+    command.rawCommandLine = "child show";
+    WorkerProcess worker;
+    EXPECT_THROW(worker.Start(command), std::runtime_error);
+    EXPECT_EQ(platform::LastError(), platform::kErrorInvalidParameter);
+}
+
 TEST(EventPosix, IsAFifoOfThisUser) {
     const kit::TempFolder folder;
     kit::WriteFile(folder / "file", "");
     EXPECT_EQ(platform::OpenNamedSignal((folder / "file").u16string()), platform::EventHandle::None);
     EXPECT_EQ(platform::LastError(), platform::kErrorAccessDenied);
     EXPECT_EQ(platform::OpenNamedSignal(folder.path().u16string()), platform::EventHandle::None);
+    EXPECT_EQ(platform::OpenNamedSignal((folder / "none" / "event").u16string()),
+              platform::EventHandle::None);
+    EXPECT_EQ(platform::LastError(), platform::kErrorFileNotFound);
     EXPECT_EQ(platform::OpenNamedSignal(u"a/name"), platform::EventHandle::None)
         << "no path, and none of an event";
     EXPECT_EQ(platform::LastError(), platform::kErrorInvalidName);

@@ -67,6 +67,37 @@ std::string Read(Qel::streamIn& stream, std::size_t count) {
     return bytes;
 }
 
+// A source that reads in one go, and a sink that writes so.
+struct Plain : Qel::streamIn, Qel::streamOut {
+    std::size_t read(void* buffer, std::size_t count) override {
+        const std::string piece = bytes.substr(0, count);
+        bytes.erase(0, count);
+        std::memcpy(buffer, piece.data(), piece.size());
+        return piece.size();
+    }
+    void write(const void* buffer, std::size_t count) override {
+        bytes.append(static_cast<const char*>(buffer), count);
+    }
+    std::string bytes;
+};
+
+TEST(Streams, AreReadyWhereNothingIsPrepared) {
+    Plain plain;
+    Qel::streamIn& in = plain;
+    Qel::streamOut& out = plain;
+    out.prepareWrite();
+    EXPECT_TRUE(out.ready());
+    EXPECT_EQ(out.writeCounted("0123456789", 10), 10U);
+    EXPECT_TRUE(in.ready());
+    char buffer[4];
+    EXPECT_EQ(in.readWhenReady(buffer, 2), 2U);
+    EXPECT_EQ(in.readNow(buffer + 2, 2), 2U);
+    EXPECT_EQ(std::string(buffer, 4), "0123");
+    EXPECT_EQ(in.skipNow(3), 3U);
+    EXPECT_EQ(plain.bytes, "789");
+    EXPECT_EQ(in.skipNow(4), 3U);
+}
+
 TEST(StreamIn, GivesAllThatWasWrittenAndThenItsEnd) {
     InputChannel channel;
     const std::string bytes = Pattern(300000);  // several times what the system buffers

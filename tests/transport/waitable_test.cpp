@@ -62,6 +62,9 @@ TEST(WaitAny, GoesBackToSleepForAnUnconfirmedSignal) {
     object.Set();
     EXPECT_EQ(Wait({&object}, Qel::kNoTimeLimit), 0);
     EXPECT_EQ(object.asked, 4);
+    object.asked = 0;
+    EXPECT_EQ(Wait({&object}, 60), 0) << "what is left of a time limit";
+    EXPECT_EQ(object.asked, 4);
 }
 
 TEST(Aborter, ReachesEveryWaitOfItsScopeAndNoOther) {

@@ -55,6 +55,13 @@ TEST(WorkerProcess, HandsOverArgumentsAndChannels) {
     platform::ClosePipe(worker.stdinStream.handle);
     worker.stdinStream.handle = platform::PipeHandle::None;
     EXPECT_EQ(ReadToEnd(worker.stdoutStream), "through");
+    worker.Stop();
+
+    const kit::TempFolder folder;
+    WorkerCommand elsewhere = Child({"folder"});
+    elsewhere.workingDirectory = kit::Utf8(folder.path());
+    worker.Start(elsewhere);
+    EXPECT_TRUE(std::filesystem::equivalent(ReadToEnd(worker.stdoutStream), folder.path()));
 }
 
 TEST(WorkerProcess, TellsAMissingProgramFromOneThatDoesntStart) {

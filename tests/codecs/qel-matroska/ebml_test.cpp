@@ -130,6 +130,9 @@ TEST(Ebml, WalksChildrenClampingThemToTheirParent) {
     EXPECT_EQ(walk("\xC6\xFFxx\xC7\x80"), "70:?/4@0 ") << "an unknown size ends the walk";
     EXPECT_EQ(walk("\xC6\x01\xFF\xFF\xFF\xFF\xFF\xFF\xFFxx"), "70:?/2@0 ");
     EXPECT_THROW(walk("\xC6"), ParseError);
+    StreamMem unheard = Over("\xC6\x82xx\xC7\x80");
+    Parser().Run(unheard);
+    EXPECT_EQ(unheard.Tell(), 6U) << "a parser that takes nothing";
     StreamMem stream = Over("\xC6\x82xx\xC7\x80");
     Recorder one;
     EXPECT_THROW(one.RunOne(stream, 0x47), ParseError);

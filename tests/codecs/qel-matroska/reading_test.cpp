@@ -59,6 +59,7 @@ TEST(MatroskaReading, PlacesNamesByTheLevelOfTheirTarget) {
          Tag(30, Element(0x67C8, Element(0x45A3, "A") + Element(0x45A3, "B") + Element(0x4487, "x"))),
          "B=x\n"},
         {"two texts", Tag(30, Element(0x67C8, Element(0x4487, "A") + Element(0x4487, "B"))), "failed"},
+        {"an unknown element in the targets", Tag(30, text("A"), Element(0x63CB, "?")), "A=x\n"},
         {"two targets", Element(0x7373, Element(0x63C0, "") + Element(0x63C0, "")), "failed"},
         {"a nested tag isn't looked at", Tag(30, SimpleTag("A", "x", SimpleTag("B", "y"))), "A=x\n"},
     };
@@ -106,6 +107,8 @@ TEST(MatroskaReading, FindsElementsThroughSeekHeadsOnly) {
     const std::string cluster = IdBytes(kCluster) + "\xFF" + std::string(40, '\0');
     EXPECT_EQ(Read(File(tags + cluster)), "A=x\n") << "a Cluster of unknown size ends the walk";
     EXPECT_EQ(Read(File(cluster + tags)), "");
+    EXPECT_EQ(Read(Header() + Element(kCluster, "") + Element(kSegment, tags)), "A=x\n")
+        << "a Cluster beside the Segment";
 }
 
 TEST(MatroskaReading, RefusesWhatIsNoMatroskaFile) {

@@ -3,6 +3,7 @@
 
 #include "engine_file.h"
 #include "id3v2_bytes.h"
+#include "tags/id3v2/parser.h"
 #include "tags/id3v2/parser_streams.h"
 #include "tags/id3v2/tag_id3v2.h"
 
@@ -121,6 +122,21 @@ TEST_F(Id3v2Reading, ObeysEveryFlagBit) {
             }
         }
     }
+}
+
+// What is larger than what is read ahead is passed over in the file.
+TEST_F(Id3v2Reading, PassesOverLargeFrames) {
+    const std::string title = Text(3, "TIT2", "T");
+    CheckFrames(3, {{Frame(3, "PRIV", std::string(50000, 'x'), 0, 0x80) + title, "Title=T"}});
+    // An unknown one of three letters is one that nobody may want.
+    struct Choosy : id3parser::parseCallback {
+        bool wantFrame(std::uint32_t id) override { return id != 0; }
+    } choosy;
+    const std::string bytes = Tag(2, Text(2, "XYZ", "x") + Text(2, "TT2", "T"));
+    id3parser::streamInMem stream(std::as_bytes(std::span(bytes)));
+    id3parser::id3tag tag;
+    id3parser::parseTag(tag, stream, choosy);
+    EXPECT_EQ(tag.frames.size(), 1U);
 }
 
 TEST_F(Id3v2Reading, GivesFramesTheirMeaning) {
@@ -311,8 +327,10 @@ TEST(Id3v2Streams, CacheAndFilterKeepTheirPlace) {
     id3parser::streamLimited window(memory, 0);
     EXPECT_THROW(window.readExact(bytes, 1), id3parser::parseError);
     EXPECT_THROW(window.seek(1), id3parser::parseError);
+    EXPECT_EQ(window.tell(), 0U);
     id3parser::streamFixSync filter(memory);
     EXPECT_THROW(filter.tell(), id3parser::notSeekableError);
+    EXPECT_THROW(filter.seek(0), id3parser::notSeekableError);
 }
 
 // Whatever is asked for at once, and wherever a 0xFF comes to lie in it, the same bytes come out.

@@ -107,6 +107,12 @@ TEST_F(Id3v2Writing, ObeysItsOptions) {
     EXPECT_EQ(After(0, "", {Entry("Orchestra=O"), Entry("Album Artist=A")}, u"TPE2Orchestra"),
               (Lines{"TPE2=^O^", "TXXX=^Album Artist^A^"}));
     EXPECT_EQ(After(3, Text(3, "TIT1", "a"), {Entry("Style=b")}, u"TIT1Style"), Lines{"TIT1=^b^"});
+    With<TagID3v2>(Tag(3, Text(3, "TPE2", "O")), [](TagID3v2& engine) {
+        for (int times = 0; times < 2; ++times) engine.SetOption(u"TPE2Orchestra");
+        IDTags tags;
+        EXPECT_TRUE(engine.Read(tags, false));
+        EXPECT_NE(tags.Find(u"Orchestra", false), nullptr);
+    });
     const std::vector<kit::Tag> text{Entry("Artist=\xC3\xA9|\xE4\xB8\x80"), Entry("Track=1"),
                                      Entry("Comment iTunX=0F")};
     const std::string units = "\xFF\xFE";
