@@ -114,6 +114,9 @@ class FullDiskTest(HostTest):
                         os.remove("filler")
             self.succeeds(name)
             os.remove(name)
+        write("ape.tta", self.files["ape.tta"])
+        subprocess.run(["mount", "-o", "remount,ro", "."], check=True)
+        self.fails("ape.tta")
 
 
 def main():

@@ -47,6 +47,13 @@ TEST(NamesPosix, ThatAreNoUtf8AreDecodedTaggedAndLogged) {
     EXPECT_NE(Ask(plugin, decoder, DECODER_GET_WORKER_MESSAGES).text.find(path), std::u16string::npos);
 }
 
+TEST(NamesPosix, ThatAreTooLongAreTold) {
+    const kit::Plugin plugin;
+    kit::TestDecoder decoder(plugin);
+    EXPECT_FALSE(decoder.Open(std::string(300, 'n') + ".tta"));
+    EXPECT_EQ(AskFailure(plugin, decoder).value, DECODER_FAILURE_NOT_OPENED);
+}
+
 // Surrogates that stand for no byte, and a tag's text, are no names of other files.
 TEST(NamesPosix, EscapesAreForNamesAlone) {
     const kit::Plugin plugin;

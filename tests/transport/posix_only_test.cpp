@@ -27,6 +27,8 @@ namespace {
 // Whose pidfd the next start gets in place of the child's, and the child that it was asked for.
 pid_t strangerToGive = 0;
 pid_t childAskedFor = 0;
+// Why the next start gets no pidfd.
+int pidfdError = 0;
 
 }  // namespace
 
@@ -38,6 +40,10 @@ extern "C" long __wrap_syscall(long number, ...) {
     long arguments[4];
     for (long& argument : arguments) argument = va_arg(list, long);
     va_end(list);
+    if (number == SYS_pidfd_open && pidfdError != 0) {
+        errno = std::exchange(pidfdError, 0);
+        return -1;
+    }
     if (number == SYS_pidfd_open && strangerToGive != 0) {
         childAskedFor = static_cast<pid_t>(arguments[0]);
         arguments[0] = std::exchange(strangerToGive, 0);
@@ -143,6 +149,19 @@ std::set<int> BlockedBy(const std::filesystem::path& thread) {
         }
     }
     return blocked;
+}
+
+TEST(ProcessPosix, EndsAChildThatItCannotWatch) {
+    pidfdError = EMFILE;
+    WorkerProcess worker;
+    EXPECT_THROW(worker.Start(Child("hang")), std::runtime_error);
+    EXPECT_EQ(platform::LastError(), platform::kErrorTooManyOpenFiles);
+    EXPECT_FALSE(kit::HasChildren());
+    // A host may have taken the end of a quick one.
+    pidfdError = ESRCH;
+    worker.Start(Child("show"));
+    worker.Stop();
+    EXPECT_GT(waitpid(-1, nullptr, 0), 0);
 }
 
 TEST(ThreadPosix, LeavesTheSignalsToTheHost) {

@@ -112,6 +112,8 @@ TEST(MatroskaReading, FindsElementsThroughSeekHeadsOnly) {
 }
 
 TEST(MatroskaReading, RefusesWhatIsNoMatroskaFile) {
+    IDTags tags;
+    EXPECT_FALSE(MatroskaTags::Read(u"no folder/no file.mka", tags, {}));
     const std::string segment = Element(kSegment, Element(kTags, Tag(30, SimpleTag("A", "x"))), 8);
     EXPECT_EQ(Read(Header("webm") + segment), "A=x\n");
     EXPECT_EQ(Read(Header("webm\0"s) + segment), "A=x\n");

@@ -197,6 +197,8 @@ TEST_F(Id3v2Writing, KeepsWhatStillHolds) {
     EXPECT_EQ(After(3, frames, {Entry("Title=new"), Entry("artist=A")}),
               (Lines{"TIT2=^new^", kept[0], kept[1], "TALB=^A"}));
     EXPECT_EQ(After(3, frames, {Entry("Album=")}), (Lines{kept[0], kept[1], "TIT2=^old"}));
+    // What says nothing of itself goes.
+    EXPECT_EQ(After(3, Text(3, "TXXX", "REPLAYGAIN_TRACK_GAIN^none"), {Entry("Title=T")}), Lines{"TIT2=^T^"});
     // Values over several frames hold only together; one change and all are made anew.
     const std::string comments = Text(3, "COMM", "deu^a") + Text(3, "COMM", "eng^b");
     EXPECT_EQ(After(3, comments, {Entry("Title=T")}), (Lines{"TIT2=^T^", "COMM=^deu^a", "COMM=^eng^b"}));
