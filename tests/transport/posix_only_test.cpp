@@ -197,7 +197,7 @@ TEST(FilePosix, TellsWhyAFileDoesNotOpen) {
     EXPECT_EQ(platform::LastError(), platform::kErrorInvalidHandle);
 }
 
-TEST(FilePosix, TheSizeOfWhatIsNoPlainFileIsItsEnd) {
+TEST(FilePosix, TellsOfDevicesAndPipesWhatTheyAre) {
     const int device = open("/dev/null", O_RDONLY | O_CLOEXEC);
     EXPECT_EQ(platform::FileSize(static_cast<platform::FileHandle>(device)), 0);
     close(device);
@@ -205,6 +205,10 @@ TEST(FilePosix, TheSizeOfWhatIsNoPlainFileIsItsEnd) {
     ASSERT_EQ(pipe(ends), 0);
     EXPECT_EQ(platform::FileSize(static_cast<platform::FileHandle>(ends[0])), -1);
     for (const int end : ends) close(end);
+    const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
+    EXPECT_EQ(platform::WriteSome(static_cast<platform::FileHandle>(full), "x", 1), 0U);
+    EXPECT_EQ(platform::LastError(), platform::kErrorDiskFull);
+    close(full);
 }
 
 TEST(WorkerProcessPosix, TakesNoCommandLineInOnePiece) {
