@@ -68,6 +68,7 @@ TEST(ErrorText, ReadsDurationAndBitrateAsTheyAre) {
                           {"  Duration: 99999999999999999999:99999999999:00", 9200000000000000000, 0},
                           {"  Duration:00:00:01.00", 0, 0},
                           {"  Duration: 00:00:01.50, bitrate: 64 kb/s", 1500, 64000},
+                          {"  Duration: 00:00:01.50, bitrate: 12", 1500, 0},
                           {"  Duration: N/A, bitrate: N/A", 0, 0}};
     // One record for all, as a decoder has for the files that it opens: nothing of an earlier one stays.
     Delivered delivered;

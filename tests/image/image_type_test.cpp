@@ -131,10 +131,14 @@ TEST(ImageType, ReadsEveryFormatToItsLimits) {
         {"GIF, zero width", "GIF89a"s + Little(0, 2) + Little(200, 2) + Zeros(20), kInvalid},
         {"GIF, shortened colour table skip",
          "GIF89a"s + Little(1, 2) + Little(1, 2) + "\x87\0\0"s + Zeros(21) + ",", "1x1x8 GIF gif image/gif"},
+        {"GIF, no colour table",
+         "GIF89a"s + Little(1, 2) + Little(1, 2) + "\x01\0\0"s + "\x21\xF9\x04\x01"s + Zeros(3) + ",",
+         "1x1x8 alpha GIF gif image/gif"},
 
         {"JPEG behind segments", "\xFF\xD8\xFF\xE0\0\x04xx\xFF\xDD\0\x04xx"s + jpegFrame,
          "300x200x24" + jpegTail},
         {"JPEG, end before the frame", "\xFF\xD8\xFF\xD9"s + jpegFrame, kInvalid},
+        {"JPEG, the last frame header", "\xFF\xD8\xFF\xCF"s + jpegFrame.substr(2), "300x200x24" + jpegTail},
         {"JPEG, fill byte", "\xFF\xD8\xFF\xFF"s + jpegFrame, kInvalid},
         {"JPEG, segment of length 1", "\xFF\xD8\xFF\xE0\0\x01"s + jpegFrame, kInvalid},
         {"JPEG, DAC", "\xFF\xD8\xFF\xCC\0\x02"s + jpegFrame, kInvalid},
@@ -142,6 +146,9 @@ TEST(ImageType, ReadsEveryFormatToItsLimits) {
 
         {"PNG with alpha", Png(6, ""), "300x200x32 alpha" + pngTail},
         {"PNG, tRNS in front of IDAT", Png(2, Big(0, 4) + "tRNS" + Zeros(4)), "300x200x24 alpha" + pngTail},
+        {"PNG, tRNS behind another", Png(3, Big(3, 4) + "PLTE" + Zeros(7) + Big(0, 4) + "tRNS" + Zeros(4)),
+         "300x200x8 alpha" + pngTail},
+        {"PNG, other signature", "\x89PNG\r\n\x1A\r" + Png(6, "").substr(8), kInvalid},
         {"PNG, tRNS behind IDAT", Png(2, Big(0, 4) + "IDAT" + Zeros(4) + Big(0, 4) + "tRNS"),
          "300x200x24" + pngTail},
         {"PNG, palette, cut off", Png(3, Big(70, 4) + "PLTE"), "300x200x8" + pngTail},
@@ -157,6 +164,8 @@ TEST(ImageType, ReadsEveryFormatToItsLimits) {
         {"WebP, lossless",
          riff + "VP8L" + Zeros(4) + "\x2F" + Little(299 | 199 << 14 | 1 << 28, 4) + Zeros(5),
          "300x200x32 alpha" + webpTail},
+        {"WebP, lossless, opaque", riff + "VP8L" + Zeros(4) + "\x2F" + Little(299 | 199 << 14, 4) + Zeros(5),
+         "300x200x24" + webpTail},
         {"WebP, other chunk", riff + "ALPH" + Zeros(20), kInvalid},
 
         {"BMP, old header",
@@ -335,7 +344,7 @@ TEST(ImageType, ReadsEveryFormatToItsLimits) {
              .Put(3, 4)
              .Put(0, 1)
              .Put(1, 2)
-             .Put(0, 2)
+             .Put(2, 2)
              .Put(2, 2)
              .Put(0, 5)
              .Put(kOnes, 64)
@@ -387,6 +396,8 @@ TEST(ImageType, ReadsEveryFormatToItsLimits) {
         {"JXL, open-ended box", Box("JXL ", "\r\n\x87\n") + Big(0, 4) + "jxlc" + jxl, "128x64x24" + jxlTail},
         {"JXL, part without its number", Box("JXL ", "\r\n\x87\n") + Box("jxlp", "xxx") + jxl, kInvalid},
         {"JXL, cut off", jxl.substr(0, 3), kInvalid},
+        {"JXL, container of something else",
+         Box("JXL ", "\r\n\x87\n") + Box("jxlc", "\xFF\x0B" + jxl.substr(2)), kInvalid},
     };
     for (const auto& c : cases) EXPECT_EQ(Detect(c.file), c.expected) << c.what;
 }
@@ -396,6 +407,17 @@ TEST(ImageType, ReadsTheRatiosOfJpegXl) {
     for (unsigned ratio = 1; ratio <= 7; ++ratio) {
         EXPECT_EQ(Detect(JxlSize(ratio).Put(1, 1).Bytes()),
                   std::string(widths[ratio - 1]) + "x64x24 JPEG XL jxl image/jxl");
+    }
+}
+
+// The first two choices of each field of an animation are constants and take no bits.
+TEST(ImageType, ReadsJpegXlBehindAnimationsOfConstants) {
+    for (const unsigned choice : {0U, 1U}) {
+        Bits file = JxlSize(7);
+        file.Put(0, 1).Put(1, 1).Put(0, 3).Put(0, 1).Put(0, 1).Put(1, 1);
+        for (int field = 0; field < 3; ++field) file.Put(choice, 2);
+        file.Put(1, 1).Put(0, 1).Put(3, 2).Put(15, 6).Put(1, 1).Put(0, 2);
+        EXPECT_EQ(Detect(file.Bytes()), "128x64x48 JPEG XL jxl image/jxl") << choice;
     }
 }
 

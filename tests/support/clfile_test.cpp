@@ -2,9 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cstddef>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <new>
 #include <string>
 
 #include "kit/file_faults.h"
@@ -110,6 +113,26 @@ TEST_F(FileTest, SetLengthWritesZerosBeyondOneBlock) {
     EXPECT_EQ(Bytes(), "abc" + std::string(65537, '\0'));
     ASSERT_TRUE(file.SetLength(2));
     EXPECT_EQ(Bytes(), "ab");
+    bool happened = true;
+    for (std::size_t at = 0; happened; ++at) {
+        const kit::FileFaults faults(kit::FileFault::Once, at);
+        const bool set = file.SetLength(5);
+        happened = faults.Happened();
+        EXPECT_EQ(set, !happened) << at;
+    }
+}
+
+TEST_F(FileTest, TroubleIsNotedWhileItsWatchLives) {
+    alignas(clFileTrouble) std::array<std::byte, sizeof(clFileTrouble)> place{};
+    clFile missing(Path());
+    auto* const trouble = new (place.data()) clFileTrouble;
+    EXPECT_FALSE(missing.Open(clFile::kRead));
+    EXPECT_EQ(trouble->step, clFileTrouble::Step::Open);
+    EXPECT_EQ(trouble->code, 2U);
+    trouble->~clFileTrouble();
+    place.fill(std::byte{0});
+    EXPECT_FALSE(missing.Open(clFile::kRead));
+    EXPECT_EQ(place, decltype(place){}) << "noted in a watch that is gone";
 }
 
 TEST_F(FileTest, TakesRoomBehindTheEndOrLeavesTheLength) {

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 
+#include "platform/codepage.h"
 #include "platform/error.h"
 #include "support/cllists.h"
 
@@ -21,9 +22,35 @@ TEST(clString, KeepsItsMemoryWhenMadeEmpty) {
     EXPECT_EQ(text.capacity(), capacity);
 }
 
+TEST(clString, TakesTheRoomThatItNeeds) {
+    clString text;
+    text.SetFromUtf8("abc");
+    EXPECT_EQ(text.capacity(), 4);
+    text.AppendGrow(u"defghi");
+    EXPECT_EQ(text, clString(u"abcdefghi"));
+    EXPECT_EQ(text.capacity(), 10 + 9 / 3) << "and a third of the new length";
+}
+
+TEST(clString, CarriesItsWordAlong) {
+    clString text(u"a");
+    text.tag = 5;
+    const clString copied(text);
+    EXPECT_EQ(copied.tag, 5);
+    clString assigned;
+    assigned = copied;
+    EXPECT_EQ(assigned.tag, 5);
+    clString moved(std::move(assigned));
+    EXPECT_EQ(moved.tag, 5);
+    clString last;
+    last = std::move(moved);
+    EXPECT_EQ(last.tag, 5);
+    EXPECT_EQ(last, text);
+}
+
 TEST(clString, EditsByOneBasedPositions) {
     clString text(u"bcd");
     EXPECT_EQ(text.Find(u"c"), 2);
+    EXPECT_EQ(text.Find(u"b"), 1);
     EXPECT_EQ(text.Find(u"x"), 0);
     EXPECT_EQ(text.Find(u"C", 1, true), 2);
     EXPECT_EQ(text.Find(u"b", 2), 0);
@@ -44,6 +71,7 @@ TEST(clString, EditsByOneBasedPositions) {
     text.Erase(5, 100);
     EXPECT_EQ(text.Mid(2, 3), clString(u"bc"));
     EXPECT_EQ(text.Mid(3, 2), clString());
+    EXPECT_EQ(text.Mid(6, 9), clString()) << "behind the end";
     clString head;
     clString tail;
     clString(u"1/12/3").SplitAt(head, tail);
@@ -166,6 +194,7 @@ TEST(clString, FormatsWithAndWithoutTheRuntime) {
         {u"%.3f", -0.5, u"-0.500"},
         {u"%8.1f", -2.3125, u"    -2.3"},
         {u"%f", 1, u"1.000000"},
+        {u"%.9f", 1.5, u"1.500000000"},
         {u"%.f", 2.0, u"2"},
         {u"%.2e", 1234.5, u"1.23e+03", u""},
         {u"%d", u"text", u"0"},
@@ -193,6 +222,13 @@ TEST(clString, ConvertsToAndFromBytes) {
     EXPECT_EQ(text, clString(u"\U00040000\U0010FFFF"));
     text.SetFromUtf8("\xF0\x9F\x8E\xB5\xC3\x28!");
     EXPECT_EQ(text, clString(u"\U0001F3B5\uFFFD(!"));
+    // Overlong, surrogates, beyond the last character, and lead bytes that none begins with.
+    for (const char* stray : {"\xC1\xBF", "\xE0\x9F\xBF", "\xED\xA0\x80", "\xF0\x8F\xBF\xBF",
+                              "\xF4\x90\x80\x80", "\xFF", "\x80"}) {
+        text.SetFromUtf8(stray);
+        EXPECT_EQ(text.View().find_first_not_of(u'\uFFFD'), std::u16string_view::npos) << +text.View()[0];
+    }
+    EXPECT_EQ(platform::FromWide(platform::CodePage::Latin1, u"a\u00E9\u4E00"), "a\xE9?");
     const char16_t lone[] = {u'a', 0xD800, u'b', 0};
     EXPECT_STREQ(clString(lone).Utf8(),
                  "a\xEF\xBF\xBD"
@@ -211,7 +247,8 @@ TEST(clStringList, SplitsAndReadsMultiStrings) {
     list.FromMultiString(nullptr);
     EXPECT_EQ(list.count(), 0);
     list.FromMultiString(u"x\0[Empty]\0y\0\0z\0");
-    ASSERT_EQ(list.count(), 3);
+    list.FromMultiString(u"x\0[Empty]\0y\0\0z\0");
+    ASSERT_EQ(list.count(), 3) << "it takes the place of what was there";
     EXPECT_EQ(list[1], clString());
     EXPECT_EQ(list[2], clString(u"y"));
     clStringList other;

@@ -121,7 +121,8 @@ TEST_F(Apev2, NewTagIsWrittenToTheByte) {
                     Text("Encoded by", "\xC3\xA9\xE4\xB8\x80"),
                     Binary("_albumart_1_Media", kJpeg),
                     Binary("_albumart_2_bACK Album cover<subdesc>d", kPng),
-                    Binary("_albumart_3_Band", "PNG")};
+                    Binary("_albumart_3_Band", "PNG"),
+                    Binary("_albumart_4_Band", "\x89PN-----")};
     const std::vector<ApeItem> items{{"Artist", "A" + kNul + "B" + kNul},
                                      {"Title", "A\rB"},
                                      {"BPM", "120"},
@@ -131,7 +132,8 @@ TEST_F(Apev2, NewTagIsWrittenToTheByte) {
                                      {"Tool Name", "\xC3\xA9\xE4\xB8\x80"},
                                      Cover("(front)", "C:\\Pretend.jpg" + kNul + kJpeg),
                                      Cover("(back)", "C:\\Pretend.png" + kNul + kPng),
-                                     Cover("(front)", "C:\\Pretend.jpg" + kNul + "PNG")};
+                                     Cover("(front)", "C:\\Pretend.jpg" + kNul + "PNG"),
+                                     Cover("(front)", "C:\\Pretend.jpg" + kNul + "\x89PN-----")};
     EXPECT_EQ(Written<TagAPEv2>(kAudio + kOldTag, tags), kAudio + Ape(items) + kOldTag);
 
     std::vector<ApeItem> old = items;
@@ -169,6 +171,16 @@ TEST_F(Apev2, MergeKeepsWhatIsNotNamed) {
     EXPECT_EQ(Written<TagAPEv2>(kAudio + Ape({{"Media JukeBox: Rating", "2"}}), {Text("Rat", "x")}),
               kAudio + Ape({{"Media JukeBox: Rating", "2"}, {"Media JukeBox: Rat", "x"}}));
     EXPECT_EQ(Written<TagAPEv2>(kAudio + Ape(items) + kOldTag, {}, false), kAudio + kOldTag);
+}
+
+// Names are looked up in another way then; the first and last letters count as much as the others.
+TEST_F(Apev2, MergeFindsNamesAmongMany) {
+    std::vector<ApeItem> items;
+    for (int i = 0; i < 40; ++i) items.push_back({"name " + std::to_string(i), "v"});
+    items.push_back({"AZ", "old"});
+    std::vector<ApeItem> merged = items;
+    merged.back() = {"az", "new"};
+    EXPECT_EQ(Written<TagAPEv2>(kAudio + Ape(items), {Text("az", "new")}), kAudio + Ape(merged));
 }
 
 // A flag alone says little: writers set it in the wrong record, and files are cut.

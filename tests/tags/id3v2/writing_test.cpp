@@ -121,6 +121,12 @@ TEST_F(Id3v2Writing, ObeysItsOptions) {
     // The marks look like sync signals, so the frame is unsynchronised behind its 13 bytes' length.
     EXPECT_EQ(After(4, "", text, u"ID3v2EncodeUni")[1], "TPE1=^^^\r\x01\xFF^\xFE\xE9^^^\xFF^\xFE^N^^");
     EXPECT_EQ(After(4, "", text, u"ID3v2EncodeUTF8")[1], "TPE1=\x03\xC3\xA9^\xE4\xB8\x80^");
+    // A zero goes where the byte behind could be taken for one of those, and nowhere else.
+    EXPECT_EQ(After(4, "",
+                    {Entry("Title=\xC3\xBF"
+                           "a\xC3\xBF\xC3\xBF")}),
+              Lines{"TIT2=^^^\x06^\xFF"
+                    "a\xFF^\xFF^^"});
 }
 
 // A "?" in place of a letter is a loss that nothing tells of.
@@ -241,6 +247,10 @@ TEST_F(Id3v2Writing, KeepsWhatStillHolds) {
     // A tag that can't be parsed gives way to the new one.
     EXPECT_EQ(After(3, Text(3, "TIT2", "T") + "TALB\x7F\x7F\x7F\x7F^^", {Entry("Album=A")}),
               Lines{"TALB=^A^"});
+    // Its version goes with it.
+    EXPECT_TRUE(
+        Written<TagID3v2>(Tag(4, Text(4, "TIT2", "T") + "TALB\x7F\x7F\x7F\x7F^^"), {Entry("Album=A")}, false)
+            .starts_with("ID3\x03"));
 }
 
 TEST_F(Id3v2Writing, ReplacesPicturesByType) {
