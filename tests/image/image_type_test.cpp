@@ -135,6 +135,7 @@ TEST(ImageType, ReadsEveryFormatToItsLimits) {
          "GIF89a"s + Little(1, 2) + Little(1, 2) + "\x01\0\0"s + "\x21\xF9\x04\x01"s + Zeros(3) + ",",
          "1x1x8 alpha GIF gif image/gif"},
 
+        {"JPEG behind an empty segment", "\xFF\xD8\xFF\xFE\0\x02"s + jpegFrame, "300x200x24" + jpegTail},
         {"JPEG behind segments", "\xFF\xD8\xFF\xE0\0\x04xx\xFF\xDD\0\x04xx"s + jpegFrame,
          "300x200x24" + jpegTail},
         {"JPEG, end before the frame", "\xFF\xD8\xFF\xD9"s + jpegFrame, kInvalid},

@@ -111,11 +111,11 @@ TEST(clString, Compares) {
         bool ignoreCase;
         int order;
     } cases[] = {
-        {u"ABCx", u"abcy", 3, true, 0},      {u"ABCx", u"abcy", 4, true, -1},  {u"ABC", u"abc", 0, false, -1},
-        {u"b", u"a", 0, false, 1},           {u"abc", u"abcd", 0, false, -1},  {u"abcd", u"abc", 0, false, 1},
-        {u"abcd", u"abc", -1, false, 0},     {u"abc", u"abcd", -1, false, -1}, {u"az", u"AZ", 0, true, 0},
-        {u"@[`{", u"@[`{", 0, true, 0},      {u"@", u"`", 0, true, -1},        {u"[", u"{", 0, true, -1},
-        {u"\u00C4", u"\u00E4", 0, true, -1}, {u"a", nullptr, 0, true, 1}};
+        {u"ax", u"ay", 1, false, 0},    {u"ABCx", u"abcy", 3, true, 0},      {u"ABCx", u"abcy", 4, true, -1},
+        {u"ABC", u"abc", 0, false, -1}, {u"b", u"a", 0, false, 1},           {u"abc", u"abcd", 0, false, -1},
+        {u"abcd", u"abc", 0, false, 1}, {u"abcd", u"abc", -1, false, 0},     {u"abc", u"abcd", -1, false, -1},
+        {u"az", u"AZ", 0, true, 0},     {u"@[`{", u"@[`{", 0, true, 0},      {u"@", u"`", 0, true, -1},
+        {u"[", u"{", 0, true, -1},      {u"\u00C4", u"\u00E4", 0, true, -1}, {u"a", nullptr, 0, true, 1}};
     for (const auto& c : cases)
         EXPECT_EQ(clString::Compare(c.first, c.second, c.units, c.ignoreCase), c.order);
     EXPECT_TRUE(clString::EqualsNoCase(u"aB", u"Ab"));
@@ -178,6 +178,7 @@ TEST(clString, FormatsWithAndWithoutTheRuntime) {
         {u"%lld", 1LL << 40, u"1099511627776"},
         {u"%llu", ~0ULL, u"18446744073709551615"},
         {u"%+5d", 42, u"  +42"},
+        {u"%d", 12L, u"12"},
         {u"%+05d", -42, u"-0042"},
         {u"%10u|", 7U, u"         7|"},
         {u"%-4d|", 7, u"7   |", u"   7|"},

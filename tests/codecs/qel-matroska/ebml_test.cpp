@@ -164,6 +164,16 @@ TEST(Ebml, AssertionsRaiseTheirTextAndDestructorsNoteIt) {
     EXPECT_STREQ(TakeNotedAssertion(), "r.end >= m_range.end");
     EXPECT_EQ(TakeNotedAssertion(), nullptr);
     EXPECT_EQ(stream.m_range.end, 5U) << "the range is put back all the same";
+    stream.Skip(2);
+    {
+        const ScopedRange outer(stream, 2);
+        ScopedRange inner(stream, 1);
+        stream.m_range.begin = 1;
+        EXPECT_THROW(inner.Restore(), ParseError);
+    }
+    EXPECT_STREQ(TakeNotedAssertion(), "r.begin <= m_range.begin");
+    { const ScopedRange whole(stream, 2); }
+    EXPECT_EQ(TakeNotedAssertion(), nullptr) << "nothing was wrong";
     const bool keepGoing = true;
     StreamMem element = Over("\xC6\x80");
     EXPECT_THROW(ParserLambda({}, keepGoing).Run(element), std::bad_function_call);
