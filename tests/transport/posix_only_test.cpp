@@ -16,6 +16,7 @@
 #include "kit/files.h"
 #include "kit/system.h"
 #include "kit/tools.h"
+#include "platform/codepage.h"
 #include "platform/error.h"
 #include "platform/event.h"
 #include "platform/file.h"
@@ -217,6 +218,22 @@ TEST(WorkerProcessPosix, TakesNoCommandLineInOnePiece) {
     WorkerProcess worker;
     EXPECT_THROW(worker.Start(command), std::runtime_error);
     EXPECT_EQ(platform::LastError(), platform::kErrorInvalidParameter);
+}
+
+// Windows-1252, and the control characters where that has none.
+TEST(CodePagePosix, KeepsEveryByteOfAnsiText) {
+    std::string bytes;
+    for (int byte = 0x80; byte <= 0x9F; ++byte) bytes += static_cast<char>(byte);
+    const std::u16string text =
+        u"\u20AC\u0081\u201A\u0192\u201E\u2026\u2020\u2021\u02C6\u2030\u0160\u2039\u0152\u008D\u017D"
+        u"\u008F"
+        u"\u0090\u2018\u2019\u201C\u201D\u2022\u2013\u2014\u02DC\u2122\u0161\u203A\u0153\u009D\u017E"
+        u"\u0178";
+    EXPECT_EQ(platform::ToWide(platform::CodePage::Ansi, bytes), text);
+    EXPECT_EQ(platform::FromWide(platform::CodePage::Ansi, text), bytes);
+    EXPECT_EQ(platform::FromWide(platform::CodePage::Ansi, u"~\u00A0\u00FF\u0080_\u0100_\U0001F3B5"),
+              "~\xA0\xFF?_?_?");
+    EXPECT_EQ(platform::FromWide(platform::CodePage::Latin1, u"a\U0001F3B5b"), "a?b");
 }
 
 TEST(EventPosix, IsAFifoOfThisUser) {
