@@ -127,6 +127,9 @@ TEST_F(Failures, OfFilesHaveTheirNumbers) {
         EXPECT_FALSE(decoder.DeleteTags(c.file));
         ExpectLogged(plugin, decoder, c.number);
     }
+    decoder.Close();
+    EXPECT_FALSE(decoder.DecodeBlock());
+    EXPECT_EQ(AskFailure(plugin, decoder).text, u"Nothing is open.") << "not what was logged before";
     kit::WriteFile(folder / "x.tta", std::string(1000, 'a'));
     EXPECT_TRUE(decoder.WriteTags(folder / "x.tta", {{"Title", "x", ""}}));
     ExpectNone(decoder);

@@ -80,7 +80,7 @@ TEST_F(Apev2, WhatIsATagAndWhatIsDamaged) {
     const std::string at131 = Ape({{"key", std::string(131 - 64 - 12, 'v')}});
     ASSERT_EQ(at131.size(), 131U);
     std::string overrun = Ape(two);
-    overrun[32 + 11] = '\xFF';  // the size of the second value
+    overrun[32 + 11] = '\2';  // the size of the second value
     const Case cases[] = {
         {"130 bytes", half + Ape({}), none, true, false},
         {"131 bytes", "a" + half + Ape({}), none, true, true},
