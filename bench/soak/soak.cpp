@@ -44,6 +44,9 @@ constexpr int kSampleRate = 44100;
 constexpr int kSeconds = 20;
 constexpr std::size_t kFrameBytes = 4;  // 16 bit, 2 channels
 constexpr int kSamplesOfARun = 300;     // of what the process holds
+// Bytes behind the end of a JPEG.
+constexpr std::size_t kSmallPicture = 20000;
+constexpr std::size_t kLargePicture = 300000;
 
 void Demand(bool condition, const std::string& text) {
     if (!condition) throw std::runtime_error(text);
@@ -164,10 +167,17 @@ class Listener {
           random_(kSeed + number),
           counts_(counts) {}
 
+    // Buffers keep the size of the largest that was in them. With that one first, what a decoder holds
+    // doesn't grow because it gets its turn late.
+    void Begin() {
+        for (std::size_t kind = 0; kind < files_.taggable.size(); ++kind) Tag(kind, kLargePicture);
+    }
+
     void Step() {
         switch (Below(8)) {
             case 0:
-                Tag();
+                Tag(Below(files_.taggable.size()),
+                    Below(4) != 0 ? 0 : (Below(2) == 0 ? kSmallPicture : kLargePicture));
                 break;
             case 1:
                 Open();
@@ -224,19 +234,18 @@ class Listener {
         }
     }
 
-    // Writes, reads back and deletes on a copy.
-    void Tag() {
-        const Files::Taggable& kind = files_.taggable[Below(files_.taggable.size())];
+    // Writes, reads back and deletes on a copy; a picture of so many bytes more than the JPEG has, or none
+    // for 0.
+    void Tag(std::size_t number, std::size_t pictureBytes) {
+        const Files::Taggable& kind = files_.taggable[number];
         const fs::path file = own_.string() + kind.extension;
         kit::WriteFile(file, kind.bytes);
         const std::string title = "Title " + std::to_string(random_());
         dp::BlobBuilder blob;
         blob.Add("Title", title).Add("Artist", std::vector<std::string>{"One", "Two"});
-        // A JPEG with something behind its end. There are two sizes, so that every decoder has soon had the
-        // largest.
         std::string picture = files_.picture;
-        picture.resize(picture.size() + (Below(2) == 0 ? 20000 : 300000));
-        if (Below(4) == 0) {
+        picture.resize(picture.size() + pictureBytes);
+        if (pictureBytes > 0) {
             blob.Add("_albumart_1_Front Album Cover", "",
                      {reinterpret_cast<const std::byte*>(picture.data()), picture.size()});
         }
@@ -307,6 +316,7 @@ void Load(const dp::Plugin& plugin, const Files& files, const fs::path& folder, 
         threads.emplace_back([&, number] {
             try {
                 Listener listener(plugin, files, folder, number, counts);
+                listener.Begin();
                 while (run.isOn()) listener.Step();
                 listener.Close();
             } catch (const std::exception& failure) {
