@@ -7,7 +7,7 @@
 
 namespace {
 
-void RequireEqual(const IDTags& a, const IDTags& b) {
+void RequireEqual(IDTags& a, IDTags& b) {
     Require(a.count() == b.count());
     for (int i = 0; i < a.count(); ++i) {
         Require(a[i].Name == b[i].Name);
