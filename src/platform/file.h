@@ -15,25 +15,20 @@ inline constexpr std::uint32_t kAccessWrite = 0x40000000U;
 inline constexpr std::uint32_t kShareRead = 1;
 inline constexpr std::uint32_t kShareWrite = 2;
 
-enum class SeekFrom { Start, Current, End };
-
 // Opens an existing file. A directory, FIFO or socket is refused at once. Closed on failure, with LastError.
 FileHandle OpenExisting(const std::u16string& path, std::uint32_t access, std::uint32_t share) noexcept;
 void CloseFile(FileHandle file) noexcept;
 
-// Bytes moved, up to `count`; fewer with LastError 0 or kErrorHandleEof at the end of the file, else with
-// what went wrong.
-std::size_t ReadSome(FileHandle file, void* buffer, std::size_t count) noexcept;
-std::size_t WriteSome(FileHandle file, const void* buffer, std::size_t count) noexcept;
-
-// The new position, or -1 with LastError.
-std::int64_t Seek(FileHandle file, std::int64_t offset, SeekFrom from) noexcept;
+// Bytes moved from byte `position` on, which isn't negative, up to `count`; fewer with LastError 0 or
+// kErrorHandleEof at the end of the file, else with what went wrong.
+std::size_t ReadAt(FileHandle file, std::int64_t position, void* buffer, std::size_t count) noexcept;
+std::size_t WriteAt(FileHandle file, std::int64_t position, const void* buffer, std::size_t count) noexcept;
 
 // Bytes, or -1 with LastError.
 std::int64_t FileSize(FileHandle file) noexcept;
 
-// Cuts or extends the file at its present position.
-bool EndFileHere(FileHandle file) noexcept;
+// Cuts or extends the file.
+bool SetFileSize(FileHandle file, std::int64_t size) noexcept;
 
 enum class RoomResult { Taken, Refused, Unknown };
 

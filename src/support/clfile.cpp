@@ -1,6 +1,7 @@
 #include "support/clfile.h"
 
 #include <algorithm>
+#include <limits>
 #include <memory>
 #include <new>
 #include <string>
@@ -92,6 +93,7 @@ clFileTrouble::~clFileTrouble() {
 bool clFile::Open(std::uint32_t access) {
     Close();
     ownsHandle = true;
+    position_ = 0;
     const clString full = LongPath(path);
     if (!full.IsEmpty()) handle = platform::OpenExisting(std::u16string(full.View()), access, shareMode);
     if (!IsOpen()) Note(clFileTrouble::Step::Open);
@@ -107,7 +109,8 @@ std::size_t clFile::Read(void* buffer, std::size_t count, bool* failed) noexcept
     std::size_t read = 0;
     bool broken = !IsOpen();
     if (!broken) {
-        read = platform::ReadSome(handle, buffer, count);
+        read = platform::ReadAt(handle, position_, buffer, count);
+        position_ += static_cast<std::int64_t>(read);
         const std::uint32_t code = platform::LastError();
         broken = read < count && code != platform::kErrorNone && code != platform::kErrorHandleEof;
     }
@@ -119,21 +122,27 @@ bool clFile::Write(const void* buffer, std::size_t count, Where where) noexcept 
     if (buffer == nullptr) return count == 0;
     if (!IsOpen()) return false;
     if (where != Where::Here && !Seek(0, where)) return false;
-    const bool written = platform::WriteSome(handle, buffer, count) == count;
-    if (!written) Note(clFileTrouble::Step::Write);
-    return written;
+    const std::size_t written = platform::WriteAt(handle, position_, buffer, count);
+    position_ += static_cast<std::int64_t>(written);
+    if (written != count) Note(clFileTrouble::Step::Write);
+    return written == count;
 }
 
 bool clFile::Seek(std::int64_t position, Where origin) noexcept {
     if (!IsOpen()) return false;
-    platform::SeekFrom from = platform::SeekFrom::Start;
-    if (origin == Where::End) from = platform::SeekFrom::End;
-    if (origin == Where::Here) from = platform::SeekFrom::Current;
-    return platform::Seek(handle, position, from) >= 0;
+    bool failed = false;
+    const std::int64_t from = origin == Where::End ? Size(&failed) : origin == Where::Here ? position_ : 0;
+    if (failed) return false;
+    if (position < -from || position > std::numeric_limits<std::int64_t>::max() - from) {
+        platform::SetLastError(platform::kErrorInvalidParameter);
+        return false;
+    }
+    position_ = from + position;
+    return true;
 }
 
-std::int64_t clFile::Tell() noexcept {
-    return IsOpen() ? platform::Seek(handle, 0, platform::SeekFrom::Current) : -1;
+std::int64_t clFile::Tell() const noexcept {
+    return IsOpen() ? position_ : -1;
 }
 
 std::int64_t clFile::Size(bool* failed) noexcept {
@@ -146,7 +155,7 @@ bool clFile::SetLength(std::int64_t length) noexcept {
     bool failed = false;
     std::int64_t missing = length - Size(&failed);
     if (failed || length < 0) return false;
-    if (missing <= 0) return Seek(length, Where::Start) && platform::EndFileHere(handle);
+    if (missing <= 0) return platform::SetFileSize(handle, length);
     const std::unique_ptr<char[]> zeros(new (std::nothrow) char[std::size_t{kBlockBytes}]());
     if (zeros == nullptr || !Seek(0, Where::End)) return false;
     while (missing > 0) {

@@ -22,8 +22,9 @@ class clFileTrouble {
     std::uint32_t code = 0;  // the number of platform/error.h
 };
 
-// Several objects may share one handle, of which only one owns it. Results and flags tell of failures, and
-// the thread's last error, left for OpenErrorText, tells why. Nothing is raised but std::bad_alloc, by paths.
+// Several objects may share one handle, of which only one owns it; each has a position of its own. Results
+// and flags tell of failures, and the thread's last error, left for OpenErrorText, tells why. Nothing is
+// raised but std::bad_alloc, by paths.
 class clFile {
   public:
     static constexpr std::uint32_t kRead = platform::kAccessRead;
@@ -49,7 +50,7 @@ class clFile {
     std::size_t Read(void* buffer, std::size_t count, bool* failed = nullptr) noexcept;
     bool Write(const void* buffer, std::size_t count, Where where) noexcept;
     bool Seek(std::int64_t position, Where origin) noexcept;
-    std::int64_t Tell() noexcept;                        // -1 on failure
+    std::int64_t Tell() const noexcept;                  // -1 for a closed file
     std::int64_t Size(bool* failed = nullptr) noexcept;  // 0 and `failed` on failure
 
     // Cuts the file, or extends it with zeros.
@@ -75,4 +76,7 @@ class clFile {
     platform::FileHandle handle = platform::FileHandle::Closed;
     bool ownsHandle = false;
     std::uint32_t shareMode = kShareReadWrite;
+
+  private:
+    std::int64_t position_ = 0;  // never negative
 };

@@ -5,11 +5,12 @@
 
 #include "support/clfile.h"
 #include "support/clstring.h"
+#include "tags/id3v1_tail.h"
 #include "tags/idtags.h"
 #include "tags/presence.h"
 
 // An engine lives for one operation on a file, in one thread. Several share the handle of a clFile that must
-// stay open meanwhile, so they work one after the other, and each seeks before it reads or writes.
+// stay open meanwhile, so they work one after the other.
 // Failures show in the results alone: nothing is logged and nothing is raised, exhausted memory included.
 class BaseTag {
   public:
@@ -32,6 +33,10 @@ class BaseTag {
     // of as IDTag::Stored. That they can be read isn't known then.
     bool leavesLargeValues = false;
 
+    // To be set before Read, by who reads with several engines: the end of the file, as it was read for all
+    // of them. It outlives the engine.
+    const Id3v1Tail* knownTail = nullptr;
+
     // Whether the file has such a tag, whatever is in it.
     virtual Presence Look() noexcept = 0;
     bool Exists() noexcept { return Look() == Presence::Present; }
@@ -50,6 +55,8 @@ class BaseTag {
   protected:
     // Works on the handle of `opened`, which keeps owning it.
     explicit BaseTag(const clFile& opened) noexcept : file(opened.handle) {}
+
+    Id3v1Tail FileTail() noexcept { return knownTail != nullptr ? *knownTail : ReadId3v1Tail(file); }
 
     clFile file;
 };

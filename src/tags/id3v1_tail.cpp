@@ -2,15 +2,27 @@
 
 #include <cstring>
 
-TailState ReadId3v1Tail(clFile& file, Id3v1Tail& tail) noexcept {
-    constexpr auto kBytes = static_cast<std::int64_t>(kTailBytes);
-    if (!file.Seek(-kBytes, clFile::Where::End)) {
-        bool failed = false;
-        const bool tooShort = file.Size(&failed) < kBytes;
-        return tooShort && !failed ? TailState::TooShort : TailState::Unreadable;
-    }
-    if (file.Read(tail.bytes.data(), kTailBytes) != kTailBytes) return TailState::Unreadable;
+namespace {
+
+constexpr auto kBytes = static_cast<std::int64_t>(kTailBytes);
+
+TailState StateOf(clFile& file, Id3v1Tail& tail) noexcept {
+    bool failed = false;
+    tail.fileSize = file.Size(&failed);
+    if (failed) return TailState::Unreadable;
+    if (tail.fileSize < kBytes) return TailState::TooShort;
+    const bool read = file.Seek(tail.fileSize - kBytes, clFile::Where::Start) &&
+                      file.Read(tail.bytes.data(), kTailBytes) == kTailBytes;
+    if (!read) return TailState::Unreadable;
     const bool magic = std::memcmp(tail.bytes.data() + kApeMagicHead, "TAG", 3) == 0;
     const bool partOfApe = std::memcmp(tail.bytes.data(), "APE", kApeMagicHead) == 0;
     return magic && !partOfApe ? TailState::Tag : TailState::NoTag;
+}
+
+}  // namespace
+
+Id3v1Tail ReadId3v1Tail(clFile& file) noexcept {
+    Id3v1Tail tail;
+    tail.state = StateOf(file, tail);
+    return tail;
 }

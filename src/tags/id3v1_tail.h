@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <span>
 
 #include "support/clfile.h"
@@ -20,6 +21,8 @@ enum class TailState {
 };
 
 struct Id3v1Tail {
+    TailState state = TailState::Unreadable;
+    std::int64_t fileSize = 0;  // with Unreadable perhaps not known
     std::array<std::byte, kTailBytes> bytes{};
 
     // With TailState::Tag.
@@ -28,4 +31,4 @@ struct Id3v1Tail {
     }
 };
 
-TailState ReadId3v1Tail(clFile& file, Id3v1Tail& tail) noexcept;
+Id3v1Tail ReadId3v1Tail(clFile& file) noexcept;

@@ -79,6 +79,8 @@ bool ReadFrom(clFile& file, bool leaveLargeValues, IDTags& tags, clString& versi
     TagID3v2 id3v2(file);
     TagID3v1 id3v1(file);
     ape.leavesLargeValues = id3v2.leavesLargeValues = leaveLargeValues;
+    const Id3v1Tail tail = ReadId3v1Tail(file);
+    ape.knownTail = id3v1.knownTail = &tail;
     Merger merger(tags, version);
     if (merger.Read(ape) && merger.Read(id3v2) && merger.Read(id3v1)) return true;
     clLog::Error(u"Reading tags failed.", decoder, kReadLabel);

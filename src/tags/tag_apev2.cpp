@@ -148,21 +148,16 @@ Presence TagAPEv2::Look() noexcept {
 }
 
 Presence TagAPEv2::FindFooter(Record& footer) noexcept {
-    bool failed = false;
-    const std::int64_t size = file.Size(&failed);
-    if (failed) return Presence::Unreadable;
-    Id3v1Tail tail;
-    const TailState state = ReadId3v1Tail(file, tail);
-    if (state == TailState::Unreadable) return Presence::Unreadable;
-    if (state == TailState::TooShort) return Presence::Absent;
-    return FindFooterAtEnd(tail, state, size, footer);
+    const Id3v1Tail tail = FileTail();
+    if (tail.state == TailState::Unreadable) return Presence::Unreadable;
+    if (tail.state == TailState::TooShort) return Presence::Absent;
+    return FindFooterAtEnd(tail, footer);
 }
 
-Presence TagAPEv2::FindFooterAtEnd(const Id3v1Tail& tail, TailState state, std::int64_t size,
-                                   Record& footer) noexcept {
-    if (state == TailState::Tag)
-        return ReadFooter(file, size - static_cast<std::int64_t>(kId3v1Bytes), footer);
-    return JudgeFooter(file, size, std::span(tail.bytes).last<kFooterBytes>(), footer);
+Presence TagAPEv2::FindFooterAtEnd(const Id3v1Tail& tail, Record& footer) noexcept {
+    if (tail.state == TailState::Tag)
+        return ReadFooter(file, tail.fileSize - static_cast<std::int64_t>(kId3v1Bytes), footer);
+    return JudgeFooter(file, tail.fileSize, std::span(tail.bytes).last<kFooterBytes>(), footer);
 }
 
 TagAPEv2::Outcome TagAPEv2::ReadTag(IDTags& tags, const Wanted& wanted) {
@@ -171,23 +166,18 @@ TagAPEv2::Outcome TagAPEv2::ReadTag(IDTags& tags, const Wanted& wanted) {
     TagVersionNumber = 0;
     SavedID3v1.fill(std::byte{0});
 
-    bool failed = false;
-    const std::int64_t size = file.Size(&failed);
-    if (failed) return Outcome::Unreadable;
-    TagStart = size;
-    if (size < static_cast<std::int64_t>(kTailBytes)) return Outcome::Whole;
-
-    Id3v1Tail tail;
-    const TailState state = ReadId3v1Tail(file, tail);
+    const Id3v1Tail tail = FileTail();
     // Not to be taken for a file without a tag: a writer would put its own behind one that is there.
-    if (state == TailState::Unreadable || state == TailState::TooShort) return Outcome::Unreadable;
-    if (state == TailState::Tag) {
+    if (tail.state == TailState::Unreadable) return Outcome::Unreadable;
+    TagStart = tail.fileSize;
+    if (tail.state == TailState::TooShort) return Outcome::Whole;
+    if (tail.state == TailState::Tag) {
         TagStart -= static_cast<std::int64_t>(kId3v1Bytes);
         std::copy(tail.Tag().begin(), tail.Tag().end(), SavedID3v1.begin());
     }
 
     Record footer;
-    const Presence found = FindFooterAtEnd(tail, state, size, footer);
+    const Presence found = FindFooterAtEnd(tail, footer);
     if (found == Presence::Unreadable) return Outcome::Unreadable;
     if (found == Presence::Absent) return Outcome::Whole;
     TagVersionNumber = footer.version;

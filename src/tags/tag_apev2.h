@@ -58,9 +58,8 @@ class TagAPEv2 final : public BaseTag {
     bool TakesAll(const IDTags& tags);
 
     Presence FindFooter(apev2::Record& footer) noexcept;
-    // The footer at the end of a file of `size` bytes, or in front of the ID3v1 tag there.
-    Presence FindFooterAtEnd(const Id3v1Tail& tail, TailState state, std::int64_t size,
-                             apev2::Record& footer) noexcept;
+    // The footer at the end of the file, or in front of the ID3v1 tag there.
+    Presence FindFooterAtEnd(const Id3v1Tail& tail, apev2::Record& footer) noexcept;
     bool ReplaceBy(std::span<const std::byte> bytes, std::size_t lasting) noexcept;
     std::span<const std::byte> BehindTag() const noexcept;  // the saved ID3v1 tag, when there is one
     std::uint32_t NewVersion() const noexcept;

@@ -9,7 +9,6 @@
 
 #include "tags/apev2_layout.h"
 #include "tags/id3v1_genres.h"
-#include "tags/id3v1_tail.h"
 #include "tags/multi_values.h"
 #include "tags/replace_tail.h"
 
@@ -138,8 +137,7 @@ clString TagID3v1::TagName() const {
 }
 
 Presence TagID3v1::Look() noexcept {
-    Id3v1Tail tail;
-    const TailState state = ReadId3v1Tail(file, tail);
+    const TailState state = FileTail().state;
     if (state == TailState::Unreadable) return Presence::Unreadable;
     return state == TailState::Tag ? Presence::Present : Presence::Absent;
 }
@@ -155,9 +153,8 @@ bool TagID3v1::Read(IDTags& tags, bool wantVersion) noexcept {
 
 TailState TagID3v1::ReadTag(IDTags& tags, bool wantVersion) {
     tags.Clear();
-    Id3v1Tail tail;
-    const TailState state = ReadId3v1Tail(file, tail);
-    if (state != TailState::Tag) return state;
+    const Id3v1Tail tail = FileTail();
+    if (tail.state != TailState::Tag) return tail.state;
 
     const auto bytes = tail.Tag();
     for (const Field& field : kFields) AddField(tags, field, bytes);

@@ -2,7 +2,6 @@
 #pragma once
 
 #include "tags/base_tag.h"
-#include "tags/id3v1_tail.h"
 
 class TagID3v1 final : public BaseTag {
   public:

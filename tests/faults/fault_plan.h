@@ -20,8 +20,8 @@ struct FaultPlan {
     bool takesRoomUnasked = false;  // the file system doesn't know how to give room without bytes in it
 };
 
-// Each operation is a letter: Seek, Length, Read, Write, End (a cut), room tAken.
-inline constexpr char kSeeks = 'S', kLength = 'L', kReads = 'R', kWrites = 'W', kCuts = 'E', kTakesRoom = 'A';
+// Each operation is a letter: Length, Read, Write, End (a cut), room tAken.
+inline constexpr char kLength = 'L', kReads = 'R', kWrites = 'W', kCuts = 'E', kTakesRoom = 'A';
 
 // Exports of that plug-in beside the nine functions: the first starts the count anew, with null for nothing
 // to go wrong and no job to come; the others give the operations and the number of the calling thread's

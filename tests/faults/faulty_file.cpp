@@ -1,19 +1,17 @@
 // The platform's file functions with faults on order. This file takes the place of the platform's own in a
 // plug-in for tests; the real functions are in it under other names, so it serves every system.
-#define ReadSome RealReadSome
-#define WriteSome RealWriteSome
-#define Seek RealSeek
+#define ReadAt RealReadAt
+#define WriteAt RealWriteAt
 #define FileSize RealFileSize
-#define EndFileHere RealEndFileHere
+#define SetFileSize RealSetFileSize
 #define TakeRoom RealTakeRoom
 #define FreshGuid RealFreshGuid
 #include "file.cpp"
 #include "random.cpp"
-#undef ReadSome
-#undef WriteSome
-#undef Seek
+#undef ReadAt
+#undef WriteAt
 #undef FileSize
-#undef EndFileHere
+#undef SetFileSize
 #undef TakeRoom
 #undef FreshGuid
 
@@ -59,38 +57,34 @@ std::int64_t RoomBehind(std::int64_t position) {
 
 namespace platform {
 
-std::size_t ReadSome(FileHandle file, void* buffer, std::size_t count) noexcept {
+std::size_t ReadAt(FileHandle file, std::int64_t position, void* buffer, std::size_t count) noexcept {
     const Fault fault = Next(file, kReads);
-    const std::size_t moved = fault == Fault::Short   ? RealReadSome(file, buffer, count / 2)
+    const std::size_t moved = fault == Fault::Short   ? RealReadAt(file, position, buffer, count / 2)
                               : fault == Fault::Error ? 0
                               : fault == Fault::Ended ? 0
-                                                      : RealReadSome(file, buffer, count);
+                                                      : RealReadAt(file, position, buffer, count);
     Fails(fault);
     return moved;
 }
 
-std::size_t WriteSome(FileHandle file, const void* buffer, std::size_t count) noexcept {
+std::size_t WriteAt(FileHandle file, std::int64_t position, const void* buffer, std::size_t count) noexcept {
     const Fault fault = Next(file, kWrites);
     std::size_t allowed = fault == Fault::Short ? count / 2 : Fails(fault) ? 0 : count;
     if (fault == Fault::DiskFull) {
-        const std::int64_t room = RoomBehind(RealSeek(file, 0, SeekFrom::Current));
+        const std::int64_t room = RoomBehind(position);
         allowed = static_cast<std::size_t>(std::min<std::int64_t>(room, static_cast<std::int64_t>(count)));
     }
-    const std::size_t moved = RealWriteSome(file, buffer, allowed);
+    const std::size_t moved = RealWriteAt(file, position, buffer, allowed);
     if (moved == allowed && allowed < count) SetLastError(kErrorDiskFull);
     return moved;
-}
-
-std::int64_t Seek(FileHandle file, std::int64_t offset, SeekFrom from) noexcept {
-    return Fails(Next(file, kSeeks)) ? -1 : RealSeek(file, offset, from);
 }
 
 std::int64_t FileSize(FileHandle file) noexcept {
     return Fails(Next(file, kLength)) ? -1 : RealFileSize(file);
 }
 
-bool EndFileHere(FileHandle file) noexcept {
-    return !Fails(Next(file, kCuts)) && RealEndFileHere(file);
+bool SetFileSize(FileHandle file, std::int64_t size) noexcept {
+    return !Fails(Next(file, kCuts)) && RealSetFileSize(file, size);
 }
 
 RoomResult TakeRoom(FileHandle file, std::int64_t from, std::int64_t to) noexcept {
@@ -100,9 +94,8 @@ RoomResult TakeRoom(FileHandle file, std::int64_t from, std::int64_t to) noexcep
     const bool fails = Fails(fault) || full;
     if (full) SetLastError(kErrorDiskFull);
     if (fails && fault != Fault::Short) return RoomResult::Refused;
-    // Afterwards the next byte to read or write is anywhere: that differs between systems.
-    RealSeek(file, fails ? from + (to - from) / 2 : to, SeekFrom::Start);
-    return RealEndFileHere(file) && !fails ? RoomResult::Taken : RoomResult::Refused;
+    const bool resized = RealSetFileSize(file, fails ? from + (to - from) / 2 : to);
+    return resized && !fails ? RoomResult::Taken : RoomResult::Refused;
 }
 
 // The same job has the same outcome each time; pipes, which are named by such numbers on some systems, are

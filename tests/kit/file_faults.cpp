@@ -9,26 +9,23 @@
 // The linker leads every call of a file function here, under this name, and to the real one as __real_.
 // What the compiler makes of std::size_t and std::int64_t in a name differs between the systems.
 #ifdef _WIN32
-#define MOVES(function, pointer) function "ENS_10FileHandleE" pointer "y"
-#define SEEK "_ZN8platform4SeekENS_10FileHandleExNS_8SeekFromE"
+#define MOVES(function, pointer) function "ENS_10FileHandleEx" pointer "y"
+#define RESIZE "_ZN8platform11SetFileSizeENS_10FileHandleEx"
 #define TAKE_ROOM "_ZN8platform8TakeRoomENS_10FileHandleExx"
 #else
-#define MOVES(function, pointer) function "ENS_10FileHandleE" pointer "m"
-#define SEEK "_ZN8platform4SeekENS_10FileHandleElNS_8SeekFromE"
+#define MOVES(function, pointer) function "ENS_10FileHandleEl" pointer "m"
+#define RESIZE "_ZN8platform11SetFileSizeENS_10FileHandleEl"
 #define TAKE_ROOM "_ZN8platform8TakeRoomENS_10FileHandleEll"
 #endif
-#define READ MOVES("_ZN8platform8ReadSome", "Pv")
-#define WRITE MOVES("_ZN8platform9WriteSome", "PKv")
-#define END "_ZN8platform11EndFileHereENS_10FileHandleE"
+#define READ MOVES("_ZN8platform6ReadAt", "Pv")
+#define WRITE MOVES("_ZN8platform7WriteAt", "PKv")
 
 using platform::FileHandle;
 using platform::RoomResult;
-using platform::SeekFrom;
 
-std::size_t RealRead(FileHandle, void*, std::size_t) asm("__real_" READ);
-std::size_t RealWrite(FileHandle, const void*, std::size_t) asm("__real_" WRITE);
-std::int64_t RealSeek(FileHandle, std::int64_t, SeekFrom) asm("__real_" SEEK);
-bool RealEnd(FileHandle) asm("__real_" END);
+std::size_t RealRead(FileHandle, std::int64_t, void*, std::size_t) asm("__real_" READ);
+std::size_t RealWrite(FileHandle, std::int64_t, const void*, std::size_t) asm("__real_" WRITE);
+bool RealResize(FileHandle, std::int64_t) asm("__real_" RESIZE);
 RoomResult RealTakeRoom(FileHandle, std::int64_t, std::int64_t) asm("__real_" TAKE_ROOM);
 
 namespace {
@@ -53,32 +50,27 @@ std::size_t Part(std::size_t bytes) {
 
 }  // namespace
 
-std::size_t FaultyRead(FileHandle, void*, std::size_t) asm("__wrap_" READ);
-std::size_t FaultyWrite(FileHandle, const void*, std::size_t) asm("__wrap_" WRITE);
-std::int64_t FaultySeek(FileHandle, std::int64_t, SeekFrom) asm("__wrap_" SEEK);
-bool FaultyEnd(FileHandle) asm("__wrap_" END);
+std::size_t FaultyRead(FileHandle, std::int64_t, void*, std::size_t) asm("__wrap_" READ);
+std::size_t FaultyWrite(FileHandle, std::int64_t, const void*, std::size_t) asm("__wrap_" WRITE);
+bool FaultyResize(FileHandle, std::int64_t) asm("__wrap_" RESIZE);
 RoomResult FaultyTakeRoom(FileHandle, std::int64_t, std::int64_t) asm("__wrap_" TAKE_ROOM);
 
-std::size_t FaultyRead(FileHandle file, void* buffer, std::size_t bytes) {
-    if (!Fails(false)) return RealRead(file, buffer, bytes);
-    const std::size_t moved = RealRead(file, buffer, Part(bytes));
+std::size_t FaultyRead(FileHandle file, std::int64_t position, void* buffer, std::size_t bytes) {
+    if (!Fails(false)) return RealRead(file, position, buffer, bytes);
+    const std::size_t moved = RealRead(file, position, buffer, Part(bytes));
     platform::SetLastError(platform::kErrorAccessDenied);
     return moved;
 }
 
-std::size_t FaultyWrite(FileHandle file, const void* buffer, std::size_t bytes) {
-    if (!Fails(true)) return RealWrite(file, buffer, bytes);
-    const std::size_t moved = RealWrite(file, buffer, Part(bytes));
+std::size_t FaultyWrite(FileHandle file, std::int64_t position, const void* buffer, std::size_t bytes) {
+    if (!Fails(true)) return RealWrite(file, position, buffer, bytes);
+    const std::size_t moved = RealWrite(file, position, buffer, Part(bytes));
     platform::SetLastError(platform::kErrorAccessDenied);
     return moved;
 }
 
-std::int64_t FaultySeek(FileHandle file, std::int64_t offset, SeekFrom from) {
-    return Fails(false) ? -1 : RealSeek(file, offset, from);
-}
-
-bool FaultyEnd(FileHandle file) {
-    return !Fails(true) && RealEnd(file);
+bool FaultyResize(FileHandle file, std::int64_t size) {
+    return !Fails(true) && RealResize(file, size);
 }
 
 RoomResult FaultyTakeRoom(FileHandle file, std::int64_t from, std::int64_t to) {

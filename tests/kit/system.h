@@ -1,11 +1,13 @@
 // What tests need of the system and the product's own seam doesn't offer.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <string>
 #include <vector>
 
+#include "platform/pipe.h"
 #include "transport/worker_process.h"
 
 namespace kit {
@@ -27,6 +29,9 @@ class Library {
 // The word of a log file as a host gives it to Create; appended to, created when absent.
 std::uint64_t OpenLog(const std::filesystem::path& path);
 void CloseLog(std::uint64_t log);
+
+// Up to `count` bytes from the end of a pipe that a worker would get; fewer when the other end is closed.
+std::string ReadAsChild(platform::PipeHandle pipe, std::size_t count);
 
 // Arguments that arrive as they are, those with a quotation mark among them, which a worker is never given.
 void SetArguments(WorkerCommand& command, const std::vector<std::string>& arguments);

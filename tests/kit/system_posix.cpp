@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <iterator>
 #include <stdexcept>
 
@@ -35,6 +36,19 @@ void* Library::Find(const char* name) const {
 
 std::uint64_t OpenLog(const std::filesystem::path& path) {
     return static_cast<std::uint64_t>(open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600));
+}
+
+std::string ReadAsChild(platform::PipeHandle pipe, std::size_t count) {
+    std::string bytes(count, '\0');
+    std::size_t done = 0;
+    while (done < count) {
+        const ssize_t came = read(static_cast<int>(pipe), bytes.data() + done, count - done);
+        if (came < 0 && errno == EINTR) continue;
+        if (came <= 0) break;
+        done += static_cast<std::size_t>(came);
+    }
+    bytes.resize(done);
+    return bytes;
 }
 
 void CloseLog(std::uint64_t log) {

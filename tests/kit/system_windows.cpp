@@ -37,6 +37,19 @@ std::uint64_t OpenLog(const std::filesystem::path& path) {
     return reinterpret_cast<std::uint64_t>(file);
 }
 
+std::string ReadAsChild(platform::PipeHandle pipe, std::size_t count) {
+    std::string bytes(count, '\0');
+    std::size_t done = 0;
+    DWORD came = 1;
+    while (done < count && came > 0) {
+        const auto wanted = static_cast<DWORD>(count - done);
+        if (!ReadFile(reinterpret_cast<HANDLE>(pipe), bytes.data() + done, wanted, &came, nullptr)) break;
+        done += came;
+    }
+    bytes.resize(done);
+    return bytes;
+}
+
 void CloseLog(std::uint64_t log) {
     CloseHandle(reinterpret_cast<HANDLE>(log));
 }

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <limits>
 #include <new>
 #include <string>
 
@@ -161,7 +162,8 @@ TEST_F(FileTest, TellsEndFromFailure) {
     clFile shared(file.handle);
     EXPECT_TRUE(shared.Seek(1, clFile::Where::Start));
     shared.Close();
-    EXPECT_EQ(file.Tell(), 1) << "a borrowed handle was closed";
+    EXPECT_EQ(file.Size(), 3) << "a borrowed handle was closed";
+    EXPECT_EQ(file.Tell(), 3) << "the position of another object";
 }
 
 TEST_F(FileTest, RefusesAFolderAndSaysWhatIsMissing) {
@@ -192,12 +194,33 @@ TEST_F(FileTest, GoesWhereItIsTold) {
     EXPECT_TRUE(file.Seek(-3, clFile::Where::End));
     EXPECT_TRUE(file.Seek(-2, clFile::Where::Here));
     EXPECT_EQ(file.Tell(), 5);
+    constexpr std::int64_t kLargest = std::numeric_limits<std::int64_t>::max();
     EXPECT_FALSE(file.Seek(-1, clFile::Where::Start));
+    EXPECT_FALSE(file.Seek(-11, clFile::Where::End));
+    EXPECT_FALSE(file.Seek(kLargest - 4, clFile::Where::Here));
+    EXPECT_EQ(file.Tell(), 5) << "where no seek was refused";
     EXPECT_TRUE(file.Write("h", 1, clFile::Where::Here));
     EXPECT_TRUE(file.Write("s", 1, clFile::Where::Start));
     EXPECT_TRUE(file.Write("e", 1, clFile::Where::End));
     file.Close();
     EXPECT_EQ(Bytes(), "s1234h6789e");
+}
+
+TEST_F(FileTest, ReachesBehindFourGigabytes) {
+    constexpr std::int64_t kFar = (std::int64_t{1} << 32) + 5;
+    Write("0123456789");
+    clFile file(Path());
+    ASSERT_TRUE(file.Open(clFile::kRead | clFile::kWrite));
+    ASSERT_TRUE(file.Seek(kFar, clFile::Where::Start));
+    ASSERT_TRUE(file.Write("far", 3, clFile::Where::Here));
+    EXPECT_EQ(file.Size(), kFar + 3);
+    char bytes[4] = {};
+    ASSERT_TRUE(file.Seek(-2, clFile::Where::End));
+    EXPECT_EQ(file.Read(bytes, sizeof bytes), 2U);
+    EXPECT_STREQ(bytes, "ar");
+    EXPECT_TRUE(file.SetLength(10));
+    file.Close();
+    EXPECT_EQ(Bytes(), "0123456789");
 }
 
 }  // namespace

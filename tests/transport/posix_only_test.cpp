@@ -207,7 +207,7 @@ TEST(FilePosix, TellsOfDevicesAndPipesWhatTheyAre) {
     EXPECT_EQ(platform::FileSize(static_cast<platform::FileHandle>(ends[0])), -1);
     for (const int end : ends) close(end);
     const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
-    EXPECT_EQ(platform::WriteSome(static_cast<platform::FileHandle>(full), "x", 1), 0U);
+    EXPECT_EQ(platform::WriteAt(static_cast<platform::FileHandle>(full), 0, "x", 1), 0U);
     EXPECT_EQ(platform::LastError(), platform::kErrorDiskFull);
     close(full);
 }

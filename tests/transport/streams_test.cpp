@@ -6,6 +6,7 @@
 #include <string>
 #include <thread>
 
+#include "kit/system.h"
 #include "platform/error.h"
 #include "platform/file.h"
 #include "transport/exceptions.h"
@@ -45,12 +46,7 @@ class Channel {
     void WriteAsChild(const std::string& bytes) {
         platform::WriteToLog(static_cast<std::uint64_t>(ends_.child), bytes.data(), bytes.size());
     }
-    std::string ReadAsChild(std::size_t count) {
-        std::string bytes(count, '\0');
-        const auto file = static_cast<platform::FileHandle>(ends_.child);
-        bytes.resize(platform::ReadSome(file, bytes.data(), count));
-        return bytes;
-    }
+    std::string ReadAsChild(std::size_t count) { return kit::ReadAsChild(ends_.child, count); }
 
     Stream stream;
 

@@ -85,24 +85,19 @@ void CloseFile(FileHandle file) noexcept {
     posix::Close(Descriptor(file));
 }
 
-std::size_t ReadSome(FileHandle file, void* buffer, std::size_t count) noexcept {
+std::size_t ReadAt(FileHandle file, std::int64_t position, void* buffer, std::size_t count) noexcept {
     return Move(count, [&](std::size_t offset, std::size_t bytes) {
-        return read(Descriptor(file), static_cast<char*>(buffer) + offset, bytes);
+        return pread(Descriptor(file), static_cast<char*>(buffer) + offset, bytes,
+                     position + static_cast<std::int64_t>(offset));
     });
 }
 
-std::size_t WriteSome(FileHandle file, const void* buffer, std::size_t count) noexcept {
+std::size_t WriteAt(FileHandle file, std::int64_t position, const void* buffer, std::size_t count) noexcept {
     const posix::SizeLimitGuard guard;
     return Move(count, [&](std::size_t offset, std::size_t bytes) {
-        return write(Descriptor(file), static_cast<const char*>(buffer) + offset, bytes);
+        return pwrite(Descriptor(file), static_cast<const char*>(buffer) + offset, bytes,
+                      position + static_cast<std::int64_t>(offset));
     });
-}
-
-std::int64_t Seek(FileHandle file, std::int64_t offset, SeekFrom from) noexcept {
-    const int origin = from == SeekFrom::End ? SEEK_END : from == SeekFrom::Current ? SEEK_CUR : SEEK_SET;
-    const off_t position = lseek(Descriptor(file), offset, origin);
-    if (position < 0) posix::KeepErrno();
-    return position;
 }
 
 std::int64_t FileSize(FileHandle file) noexcept {
@@ -113,17 +108,15 @@ std::int64_t FileSize(FileHandle file) noexcept {
     }
     if (S_ISREG(status.st_mode)) return status.st_size;
     // A block device tells its size only by its end.
-    const std::int64_t before = Seek(file, 0, SeekFrom::Current);
-    const std::int64_t size = Seek(file, 0, SeekFrom::End);
-    return before < 0 || size < 0 || Seek(file, before, SeekFrom::Start) < 0 ? -1 : size;
+    const off_t size = lseek(Descriptor(file), 0, SEEK_END);
+    if (size < 0) posix::KeepErrno();
+    return size;
 }
 
-bool EndFileHere(FileHandle file) noexcept {
-    const std::int64_t position = Seek(file, 0, SeekFrom::Current);
-    if (position < 0) return false;
+bool SetFileSize(FileHandle file, std::int64_t size) noexcept {
     int result = 0;
     do {
-        result = ftruncate(Descriptor(file), position);
+        result = ftruncate(Descriptor(file), size);
     } while (result != 0 && errno == EINTR);
     if (result != 0) posix::KeepErrno();
     return result == 0;

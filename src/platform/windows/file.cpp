@@ -21,6 +21,15 @@ std::int64_t Joined(DWORD low, LONG high) noexcept {
     return (static_cast<std::int64_t>(high) << 32) | low;
 }
 
+// Where a transfer on a handle that waits for it takes place.
+OVERLAPPED PlaceAt(std::int64_t position, std::size_t offset) noexcept {
+    const std::uint64_t place = static_cast<std::uint64_t>(position) + offset;
+    OVERLAPPED result{};
+    result.Offset = static_cast<DWORD>(place & kAllOnes);
+    result.OffsetHigh = static_cast<DWORD>(place >> 32);
+    return result;
+}
+
 // Repeats `step(offset, bytes, moved)` until `count` bytes are moved, it moves nothing or it fails.
 template <typename Step>
 std::size_t Move(std::size_t count, Step step) noexcept {
@@ -61,27 +70,18 @@ void CloseFile(FileHandle file) noexcept {
     CloseHandle(Native(file));
 }
 
-std::size_t ReadSome(FileHandle file, void* buffer, std::size_t count) noexcept {
+std::size_t ReadAt(FileHandle file, std::int64_t position, void* buffer, std::size_t count) noexcept {
     return Move(count, [&](std::size_t offset, DWORD bytes, DWORD* moved) {
-        return ReadFile(Native(file), static_cast<char*>(buffer) + offset, bytes, moved, nullptr);
+        OVERLAPPED place = PlaceAt(position, offset);
+        return ReadFile(Native(file), static_cast<char*>(buffer) + offset, bytes, moved, &place);
     });
 }
 
-std::size_t WriteSome(FileHandle file, const void* buffer, std::size_t count) noexcept {
+std::size_t WriteAt(FileHandle file, std::int64_t position, const void* buffer, std::size_t count) noexcept {
     return Move(count, [&](std::size_t offset, DWORD bytes, DWORD* moved) {
-        return WriteFile(Native(file), static_cast<const char*>(buffer) + offset, bytes, moved, nullptr);
+        OVERLAPPED place = PlaceAt(position, offset);
+        return WriteFile(Native(file), static_cast<const char*>(buffer) + offset, bytes, moved, &place);
     });
-}
-
-std::int64_t Seek(FileHandle file, std::int64_t offset, SeekFrom from) noexcept {
-    const DWORD method = from == SeekFrom::End       ? FILE_END
-                         : from == SeekFrom::Current ? FILE_CURRENT
-                                                     : FILE_BEGIN;
-    auto high = static_cast<LONG>(offset >> 32);
-    ::SetLastError(ERROR_SUCCESS);
-    const DWORD low = SetFilePointer(Native(file), static_cast<LONG>(offset & kAllOnes), &high, method);
-    if (low == kAllOnes && ::GetLastError() != ERROR_SUCCESS) return -1;
-    return Joined(low, high);
 }
 
 std::int64_t FileSize(FileHandle file) noexcept {
@@ -92,14 +92,15 @@ std::int64_t FileSize(FileHandle file) noexcept {
     return Joined(low, static_cast<LONG>(high));
 }
 
-bool EndFileHere(FileHandle file) noexcept {
-    return SetEndOfFile(Native(file)) != 0;
+bool SetFileSize(FileHandle file, std::int64_t size) noexcept {
+    FILE_END_OF_FILE_INFO end{};
+    end.EndOfFile.QuadPart = size;
+    return SetFileInformationByHandle(Native(file), FileEndOfFileInfo, &end, sizeof end) != 0;
 }
 
 RoomResult TakeRoom(FileHandle file, std::int64_t, std::int64_t to) noexcept {
     // Setting the end gives the clusters, sparse and compressed files excepted.
-    const bool taken = Seek(file, to, SeekFrom::Start) >= 0 && EndFileHere(file);
-    return taken ? RoomResult::Taken : RoomResult::Refused;
+    return SetFileSize(file, to) ? RoomResult::Taken : RoomResult::Refused;
 }
 
 std::u16string WithoutLengthLimit(const std::u16string& path) {

@@ -18,16 +18,14 @@ namespace {
 constexpr std::size_t kCacheBytes = 16384;
 constexpr std::u16string_view kUndefinedPicture = u"_Undefined";
 
-// Reads an open file of `size` bytes from `base` on; that place is position 0. It counts where it is, so that
-// nobody else may move the file's own position, and that is moved for a read only.
+// Reads an open file of `size` bytes from `base` on; that place is position 0.
 class myStreamIn final : public streamIn {
   public:
     myStreamIn(clFile& file, std::uint64_t base, std::uint64_t size) noexcept
         : file_(file), base_(base), size_(size), position_(base) {}
 
     std::uint64_t read(std::byte* buffer, std::uint64_t length) override {
-        if (!stands_ && !file_.Seek(static_cast<std::int64_t>(position_), clFile::Where::Start)) return 0;
-        stands_ = true;
+        if (!file_.Seek(static_cast<std::int64_t>(position_), clFile::Where::Start)) return 0;
         const std::uint64_t came = file_.Read(buffer, length);
         position_ += came;
         return came;
@@ -46,26 +44,20 @@ class myStreamIn final : public streamIn {
     }
 
     std::uint64_t tell() override { return position_ - base_; }
-    void seek(std::uint64_t position) override { GoTo(base_ + position); }
+    void seek(std::uint64_t position) override { position_ = base_ + position; }
 
     bool leave(std::uint64_t length, std::int64_t& filePosition) override {
         if (position_ > size_ || length > size_ - position_) return false;
         filePosition = static_cast<std::int64_t>(position_);
-        GoTo(position_ + length);
+        position_ += length;
         return true;
     }
 
   private:
-    void GoTo(std::uint64_t position) noexcept {
-        position_ = position;
-        stands_ = false;
-    }
-
     clFile& file_;
     std::uint64_t base_;
     std::uint64_t size_;
     std::uint64_t position_;
-    bool stands_ = false;  // the file at `position_`
 };
 
 clString fromUtf8(std::string_view text) {

@@ -18,21 +18,14 @@ streamImpl::streamImpl(const char16_t* path) : file_(path != nullptr ? path : u"
 }
 
 void streamImpl::GoTo(std::uint64_t position) {
-    if (filePointerKnown_ && filePointer_ == position) return;
-    filePointerKnown_ = file_.Seek(static_cast<std::int64_t>(position), clFile::Where::Start);
-    if (!filePointerKnown_) throw EBML::FileError();
-    filePointer_ = position;
+    if (!file_.Seek(static_cast<std::int64_t>(position), clFile::Where::Start)) throw EBML::FileError();
 }
 
 std::size_t streamImpl::ReadFileAt(std::uint64_t position, void* buffer, std::size_t size) {
     GoTo(position);
     bool failed = false;
     const std::size_t count = file_.Read(buffer, size, &failed);
-    filePointer_ += count;
-    if (failed) {
-        filePointerKnown_ = false;
-        throw EBML::FileError();
-    }
+    if (failed) throw EBML::FileError();
     return count;
 }
 
@@ -99,19 +92,16 @@ void streamImpl::Write(const void* data, std::size_t size) {
     const EBML::Bytes old = BytesAt(position_, size);
     GoTo(position_);
     if (!file_.Write(data, size, clFile::Where::Here)) {
-        filePointerKnown_ = false;
         // A part of them may have been overwritten.
-        if (file_.Seek(static_cast<std::int64_t>(position_), clFile::Where::Start))
-            file_.Write(old.data(), old.size(), clFile::Where::Here);
+        GoTo(position_);
+        file_.Write(old.data(), old.size(), clFile::Where::Here);
         throw EBML::FileError();
     }
     position_ += size;
-    filePointer_ = position_;
 }
 
 void streamImpl::SetSize(std::uint64_t size) {
     DropWindow();
-    filePointerKnown_ = false;
     if (size > kLargestPosition || !file_.SetLength(static_cast<std::int64_t>(size))) {
         throw EBML::ParseError();
     }
@@ -119,7 +109,6 @@ void streamImpl::SetSize(std::uint64_t size) {
 
 bool streamImpl::TakeRoom(std::uint64_t size) {
     DropWindow();
-    filePointerKnown_ = false;
     return size <= kLargestPosition && file_.TakeRoom(static_cast<std::int64_t>(size));
 }
 

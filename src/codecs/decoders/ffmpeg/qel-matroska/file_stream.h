@@ -45,8 +45,6 @@ class streamImpl : public EBML::StreamRW {
 
     clFile file_;
     std::uint64_t position_ = 0;
-    std::uint64_t filePointer_ = 0;
-    bool filePointerKnown_ = false;
     std::uint64_t windowBegin_ = 0;
     std::size_t windowSize_ = 0;
     std::uint64_t steppedTo_ = ~std::uint64_t{0};  // where the last long Skip ended
