@@ -1,6 +1,7 @@
 #include "report.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 
 double Median(std::vector<double> values) {
@@ -13,6 +14,16 @@ double Percentile(std::vector<double> values, int percent) {
     std::sort(values.begin(), values.end());
     const std::size_t rank = (values.size() * static_cast<std::size_t>(percent) + 99) / 100;
     return values[std::max<std::size_t>(rank, 1) - 1];
+}
+
+// By the ranks of the values: how many of them are below the median is binomial.
+Interval MedianInterval(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    const auto count = static_cast<double>(values.size());
+    const double low = std::floor(count / 2 - 0.98 * std::sqrt(count));
+    const double high = std::ceil(count / 2 + 0.98 * std::sqrt(count));
+    return {values[static_cast<std::size_t>(std::max(low, 0.0))],
+            values[static_cast<std::size_t>(std::min(high, count - 1))]};
 }
 
 Race RunInTurn(int rounds, const std::function<void()>& ours, const std::function<void()>& theirs,

@@ -11,6 +11,13 @@ double Median(std::vector<double> values);
 // The value that `percent` of them don't pass; at least one.
 double Percentile(std::vector<double> values, int percent);
 
+// What the median lies between in 95 of 100 such samples; of few values the smallest and the largest.
+struct Interval {
+    double low;
+    double high;
+};
+Interval MedianInterval(std::vector<double> values);
+
 // Seconds of two rivals that run in turn, so that both meet the same disturbances, round by round.
 struct Race {
     std::vector<double> ours;

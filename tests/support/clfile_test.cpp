@@ -5,33 +5,23 @@
 #include <array>
 #include <cstddef>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <limits>
 #include <new>
 #include <string>
 
 #include "kit/file_faults.h"
+#include "kit/files.h"
 
 namespace {
 
-// A file of its own for each test, in the system's folder for such files.
 class FileTest : public testing::Test {
   protected:
-    FileTest() {
-        const auto* test = testing::UnitTest::GetInstance()->current_test_info();
-        path_ = std::filesystem::temp_directory_path() / (std::string("decoder_") + test->name());
-    }
-    ~FileTest() override { std::filesystem::remove(path_); }
-
-    void Write(const std::string& bytes) { std::ofstream(path_, std::ios::binary) << bytes; }
-    std::string Bytes() {
-        std::ifstream stream(path_, std::ios::binary);
-        return {std::istreambuf_iterator<char>(stream), {}};
-    }
+    void Write(const std::string& bytes) { kit::WriteFile(path_, bytes); }
+    std::string Bytes() { return kit::ReadFile(path_); }
     std::u16string Path() const { return path_.u16string(); }
 
-    std::filesystem::path path_;
+    const kit::TempFolder folder_;
+    const std::filesystem::path path_ = folder_ / "file";
 };
 
 TEST_F(FileTest, ShiftTailMovesAnyTailInBothDirections) {
@@ -167,7 +157,7 @@ TEST_F(FileTest, TellsEndFromFailure) {
 }
 
 TEST_F(FileTest, RefusesAFolderAndSaysWhatIsMissing) {
-    clFile folder(std::filesystem::temp_directory_path().u16string());
+    clFile folder(folder_.path().u16string());
     EXPECT_FALSE(folder.Open(clFile::kRead));
     clFile missing(Path());
     EXPECT_FALSE(missing.Open(clFile::kRead));

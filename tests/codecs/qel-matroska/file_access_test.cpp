@@ -1,6 +1,7 @@
 // How files are read and written: little, in an order that a failure can't hurt, and coherently.
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <random>
 
 #include "codecs/decoders/ffmpeg/qel-matroska/file_stream.h"

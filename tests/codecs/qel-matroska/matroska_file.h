@@ -1,19 +1,16 @@
 // Matroska files built byte by byte, and a walk over them that shares nothing with the code under test.
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <bit>
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <span>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "kit/files.h"
 #include "tags/idtags.h"
 
 namespace matroska_file {
@@ -177,30 +174,19 @@ inline Segment Walk(const std::string& file) {
     return segment;
 }
 
-// A file of its own in the system's folder for such files.
+// A file that goes with the object.
 class TemporaryFile {
   public:
-    explicit TemporaryFile(const std::string& bytes = "") {
-        static int counter = 0;
-        const auto* test = testing::UnitTest::GetInstance()->current_test_info();
-        path_ = std::filesystem::temp_directory_path() /
-                ("matroska_" + std::string(test->name()) + "_" + std::to_string(counter++) + ".mka");
-        Write(bytes);
-    }
-    ~TemporaryFile() { std::filesystem::remove(path_); }
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
+    explicit TemporaryFile(const std::string& bytes = "") { Write(bytes); }
 
-    void Write(const std::string& bytes) const { std::ofstream(path_, std::ios::binary) << bytes; }
-    std::string Bytes() const {
-        std::ifstream stream(path_, std::ios::binary);
-        return {std::istreambuf_iterator<char>(stream), {}};
-    }
+    void Write(const std::string& bytes) const { kit::WriteFile(path_, bytes); }
+    std::string Bytes() const { return kit::ReadFile(path_); }
     const std::filesystem::path& path() const { return path_; }
     std::u16string Wide() const { return path_.u16string(); }
 
   private:
-    std::filesystem::path path_;
+    const kit::TempFolder folder_;
+    const std::filesystem::path path_ = folder_ / "matroska.mka";
 };
 
 // One line for each tag: name=value, or name:bytes of a picture. Several values are joined by "|".
