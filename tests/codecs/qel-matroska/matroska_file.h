@@ -1,6 +1,8 @@
 // Matroska files built byte by byte, and a walk over them that shares nothing with the code under test.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <bit>
 #include <cstdint>
