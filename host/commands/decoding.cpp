@@ -53,13 +53,21 @@ bool IsPipe(const std::string& name) {
     return input && !input->isFile;
 }
 
+// What may be missing without harm. The length of some files counts the samples that an encoder adds at both
+// ends and a decoder drops again: up to two frames of MP3, which are long at low rates.
+std::uint64_t HarmlessMs(std::uint64_t expected, const DecoderWaveFormat& wave) {
+    constexpr std::uint64_t kLeast = 100;
+    constexpr std::uint64_t kAddedSamples = 2 * 1152;
+    const std::uint64_t added = kAddedSamples * 1000 / std::max<std::uint64_t>(wave.samplesPerSecond, 1);
+    return std::max({kLeast, added, expected / 100});
+}
+
 std::string DamageOf(const Session::WorkerEnd& end, bool isEstimate, std::uint64_t milliseconds,
-                     std::uint64_t expected) {
-    constexpr std::uint64_t kLeastMissingMs = 100;
+                     std::uint64_t expected, const DecoderWaveFormat& wave) {
     const bool failed = end.code.value_or(0) != 0;
     // A guess proves nothing against a worker that was content.
-    const bool isShort = milliseconds + std::max(kLeastMissingMs, expected / 100) < expected &&
-                         !(isEstimate && end.words.empty());
+    const bool isShort =
+        milliseconds + HarmlessMs(expected, wave) < expected && !(isEstimate && end.words.empty());
     if (!isShort && !failed) return {};
     std::string damage = "damaged or cut: " + FormatTime(milliseconds, true);
     damage += expected > 0 ? " of " + FormatTime(expected, true) + " came" : " came";
@@ -122,7 +130,7 @@ Decoded DecodeThrough(const Job& job, const SampleOptions& options, bool showPro
     // A worker that could go on is not waited for: it ends with the next run.
     std::string damage;
     if (bytesLeft != 0) {
-        damage = DamageOf(session.EndOfWorker(), isEstimate, milliseconds(), expected);
+        damage = DamageOf(session.EndOfWorker(), isEstimate, milliseconds(), expected, wave);
         session.Close();
     }
     if (const int code = system::InterruptionCode()) throw Interruption{code};

@@ -89,6 +89,12 @@ class Care(HostTest):
                 self.assertGreater(self.json("info", name)["durationMs"], 25000)
                 self.assertEqual(self.json("verify", name)["status"], "done")
 
+    def test_samples_that_an_encoder_adds_are_not_missed(self):
+        for rate in (8000, 11025, 16000, 24000, 48000):
+            with self.subTest(rate):
+                ffmpeg("-f", "lavfi", "-i", f"sine=sample_rate={rate}:duration=1", f"{rate}.mp3")
+                self.assertEqual(self.json("verify", f"{rate}.mp3")["status"], "done")
+
     def test_tags_that_come_back_differently_are_told(self):
         make("a.tta")
         ffmpeg("-f", "lavfi", "-i", "color=red:s=40x30", "-frames:v", "1", "red.jpg")
