@@ -57,7 +57,7 @@ bool IsPipe(const std::string& name) {
 // ends and a decoder drops again: up to two frames of MP3, which are long at low rates.
 std::uint64_t HarmlessMs(std::uint64_t expected, const DecoderWaveFormat& wave) {
     constexpr std::uint64_t kLeast = 100;
-    constexpr std::uint64_t kAddedSamples = 2 * 1152;
+    constexpr std::uint64_t kAddedSamples = 2304;
     const std::uint64_t added = kAddedSamples * 1000 / std::max<std::uint64_t>(wave.samplesPerSecond, 1);
     return std::max({kLeast, added, expected / 100});
 }
