@@ -20,10 +20,8 @@ double Percentile(std::vector<double> values, int percent) {
 Interval MedianInterval(std::vector<double> values) {
     std::sort(values.begin(), values.end());
     const auto count = static_cast<double>(values.size());
-    const double low = std::floor(count / 2 - 0.98 * std::sqrt(count));
-    const double high = std::ceil(count / 2 + 0.98 * std::sqrt(count));
-    return {values[static_cast<std::size_t>(std::max(low, 0.0))],
-            values[static_cast<std::size_t>(std::min(high, count - 1))]};
+    const auto below = static_cast<std::size_t>(std::max(0.0, count / 2 - 0.98 * std::sqrt(count)));
+    return {values[below], values[values.size() - 1 - below]};
 }
 
 Race RunInTurn(int rounds, const std::function<void()>& ours, const std::function<void()>& theirs,

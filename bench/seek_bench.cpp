@@ -142,8 +142,8 @@ int main(int argc, char** argv) try {
 
     const kit::TempFolder folder;
     const kit::Plugin plugin;
-    Table table({"Input of 30 minutes; ms, median / 95th", "worker", "Open", "our share (surely)",
-                 "SetPosition", "our share (surely)", "of it: the old worker ends", "block", "Close",
+    Table table({"Input of 30 minutes; ms, median / 95th", "worker", "Open", "our share (95 % sure)",
+                 "SetPosition", "our share (95 % sure)", "of it: the old worker ends", "block", "Close",
                  "libav open", "libav seek"});
     for (const Input& input : kInputs) {
         const std::string file = MakeInput(folder, input);

@@ -155,7 +155,7 @@ bool clFile::SetLength(std::int64_t length) noexcept {
     bool failed = false;
     std::int64_t missing = length - Size(&failed);
     if (failed || length < 0) return false;
-    if (missing <= 0) return platform::SetFileSize(handle, length);
+    if (missing <= 0) return Seek(length, Where::Start) && platform::SetFileSize(handle, length);
     const std::unique_ptr<char[]> zeros(new (std::nothrow) char[std::size_t{kBlockBytes}]());
     if (zeros == nullptr || !Seek(0, Where::End)) return false;
     while (missing > 0) {

@@ -53,7 +53,7 @@ class clFile {
     std::int64_t Tell() const noexcept;                  // -1 for a closed file
     std::int64_t Size(bool* failed = nullptr) noexcept;  // 0 and `failed` on failure
 
-    // Cuts the file, or extends it with zeros.
+    // Cuts the file, or extends it with zeros; the position is its new end then.
     bool SetLength(std::int64_t length) noexcept;
 
     // Lengthens the file to `length` with blocks that the file system has really given, so that what is

@@ -34,7 +34,7 @@ class BaseTag {
     bool leavesLargeValues = false;
 
     // To be set before Read, by who reads with several engines: the end of the file, as it was read for all
-    // of them. It outlives the engine.
+    // of them. It outlives the engine, which must not write: it wouldn't see the new end.
     const Id3v1Tail* knownTail = nullptr;
 
     // Whether the file has such a tag, whatever is in it.

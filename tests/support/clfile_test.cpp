@@ -208,9 +208,10 @@ TEST_F(FileTest, ReachesBehindFourGigabytes) {
     ASSERT_TRUE(file.Seek(-2, clFile::Where::End));
     EXPECT_EQ(file.Read(bytes, sizeof bytes), 2U);
     EXPECT_STREQ(bytes, "ar");
-    EXPECT_TRUE(file.SetLength(10));
+    EXPECT_TRUE(file.SetLength(9));
+    EXPECT_TRUE(file.Write("x", 1, clFile::Where::Here)) << "at the new end";
     file.Close();
-    EXPECT_EQ(Bytes(), "0123456789");
+    EXPECT_EQ(Bytes(), "012345678x");
 }
 
 }  // namespace
