@@ -113,9 +113,8 @@ void MeasureWriting(const kit::TempFolder& folder, Table& table) {
     for (int i = 0; i < kWrites; ++i) {
         inPlace.push_back(WriteSeconds(file, i % 2 == 0 ? u"title" : u"other"));
         const double start = WallSeconds();
-        Require(file.Seek(0, clFile::Where::Start) && file.Read(bytes.data(), bytes.size()) == bytes.size() &&
-                    file.Seek(0, clFile::Where::Start) &&
-                    file.Write(bytes.data(), bytes.size(), clFile::Where::Here),
+        Require(file.ReadAt(0, bytes.data(), bytes.size()) == bytes.size() &&
+                    file.WriteAt(0, bytes.data(), bytes.size()),
                 "no copy");
         plain.push_back(WallSeconds() - start);
     }

@@ -52,14 +52,10 @@ class TailMove {
     // A write that fails halfway may have overwritten the place that the piece comes from.
     bool MovePiece(std::int64_t source, std::int64_t target, std::int64_t step) noexcept {
         const auto count = static_cast<std::size_t>(step);
-        if (!file_.Seek(source, clFile::Where::Start) || file_.Read(block_, count) != count) return false;
-        if (WriteAt(target, count)) return true;
-        lost_ = !WriteAt(source, count);
+        if (file_.ReadAt(source, block_, count) != count) return false;
+        if (file_.WriteAt(target, block_, count)) return true;
+        lost_ = !file_.WriteAt(source, block_, count);
         return false;
-    }
-
-    bool WriteAt(std::int64_t position, std::size_t count) noexcept {
-        return file_.Seek(position, clFile::Where::Start) && file_.Write(block_, count, clFile::Where::Here);
     }
 
     clFile& file_;
@@ -126,6 +122,16 @@ bool clFile::Write(const void* buffer, std::size_t count, Where where) noexcept 
     position_ += static_cast<std::int64_t>(written);
     if (written != count) Note(clFileTrouble::Step::Write);
     return written == count;
+}
+
+std::size_t clFile::ReadAt(std::int64_t position, void* buffer, std::size_t count, bool* failed) noexcept {
+    if (Seek(position, Where::Start)) return Read(buffer, count, failed);
+    if (failed != nullptr) *failed = true;
+    return 0;
+}
+
+bool clFile::WriteAt(std::int64_t position, const void* buffer, std::size_t count) noexcept {
+    return Seek(position, Where::Start) && Write(buffer, count, Where::Here);
 }
 
 bool clFile::Seek(std::int64_t position, Where origin) noexcept {

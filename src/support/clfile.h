@@ -49,6 +49,10 @@ class clFile {
     // The bytes read; fewer than `count` at the end of the file, or with `failed` set after a true error.
     std::size_t Read(void* buffer, std::size_t count, bool* failed = nullptr) noexcept;
     bool Write(const void* buffer, std::size_t count, Where where) noexcept;
+    // The same from `position` on.
+    std::size_t ReadAt(std::int64_t position, void* buffer, std::size_t count,
+                       bool* failed = nullptr) noexcept;
+    bool WriteAt(std::int64_t position, const void* buffer, std::size_t count) noexcept;
     bool Seek(std::int64_t position, Where origin) noexcept;
     std::int64_t Tell() const noexcept;                  // -1 for a closed file
     std::int64_t Size(bool* failed = nullptr) noexcept;  // 0 and `failed` on failure

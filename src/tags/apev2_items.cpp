@@ -21,8 +21,8 @@ constexpr std::size_t kFront = 1024;
 bool ItemBytes::Fetch(std::size_t end) noexcept {
     if (end <= behind_) return true;
     const std::size_t count = end - behind_;
-    if (!file_.Seek(start_ + static_cast<std::int64_t>(behind_), clFile::Where::Start)) return false;
-    if (file_.Read(buffer_.data() + behind_, count) != count) return false;
+    const std::int64_t position = start_ + static_cast<std::int64_t>(behind_);
+    if (file_.ReadAt(position, buffer_.data() + behind_, count) != count) return false;
     behind_ = end;
     return true;
 }

@@ -19,8 +19,8 @@ bool SaysTheSame(const Record& a, const Record& b) noexcept {
 }
 
 // False at the end of the file, too: what is asked for lies in front of bytes that were read.
-bool ReadAt(clFile& file, std::int64_t position, void* buffer, std::size_t count) noexcept {
-    return file.Seek(position, clFile::Where::Start) && file.Read(buffer, count) == count;
+bool ReadWhole(clFile& file, std::int64_t position, std::span<std::byte> bytes) noexcept {
+    return file.ReadAt(position, bytes.data(), bytes.size()) == bytes.size();
 }
 
 // Whether the items fill the tag to the byte, and are as many as it says.
@@ -40,14 +40,14 @@ Presence ProveFlaggedFooter(clFile& file, std::int64_t end, const Record& footer
     if ((footer.flags & kHasHeader) != 0) {
         if (itemsStart < kHeaderBytes) return Presence::Absent;
         std::array<std::byte, kFooterBytes> bytes{};
-        if (!ReadAt(file, itemsStart - kHeaderBytes, bytes.data(), bytes.size())) return Presence::Unreadable;
+        if (!ReadWhole(file, itemsStart - kHeaderBytes, bytes)) return Presence::Unreadable;
         Record header;
         return ParseRecord(bytes.data(), header) && SaysTheSame(header, footer) ? Presence::Present
                                                                                 : Presence::Absent;
     }
     clBuffer items;
     if (!items.Resize(footer.tagSize - static_cast<std::uint32_t>(kFooterBytes)) ||
-        !ReadAt(file, itemsStart, items.data(), items.size())) {
+        !ReadWhole(file, itemsStart, items.bytes())) {
         return Presence::Unreadable;
     }
     return ItemsFill(items.bytes(), footer.itemCount) ? Presence::Present : Presence::Absent;
@@ -73,8 +73,7 @@ bool IsHeaderOf(const std::byte* bytes, const Record& footer) noexcept {
 Presence ReadFooter(clFile& file, std::int64_t end, Record& footer) noexcept {
     if (end < static_cast<std::int64_t>(kFooterBytes)) return Presence::Absent;
     std::array<std::byte, kFooterBytes> bytes{};
-    if (!ReadAt(file, end - static_cast<std::int64_t>(kFooterBytes), bytes.data(), bytes.size()))
-        return Presence::Unreadable;
+    if (!ReadWhole(file, end - static_cast<std::int64_t>(kFooterBytes), bytes)) return Presence::Unreadable;
     return JudgeFooter(file, end, bytes, footer);
 }
 

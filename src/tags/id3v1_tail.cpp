@@ -11,9 +11,8 @@ TailState StateOf(clFile& file, Id3v1Tail& tail) noexcept {
     tail.fileSize = file.Size(&failed);
     if (failed) return TailState::Unreadable;
     if (tail.fileSize < kBytes) return TailState::TooShort;
-    const bool read = file.Seek(tail.fileSize - kBytes, clFile::Where::Start) &&
-                      file.Read(tail.bytes.data(), kTailBytes) == kTailBytes;
-    if (!read) return TailState::Unreadable;
+    if (file.ReadAt(tail.fileSize - kBytes, tail.bytes.data(), kTailBytes) != kTailBytes)
+        return TailState::Unreadable;
     const bool magic = std::memcmp(tail.bytes.data() + kApeMagicHead, "TAG", 3) == 0;
     const bool partOfApe = std::memcmp(tail.bytes.data(), "APE", kApeMagicHead) == 0;
     return magic && !partOfApe ? TailState::Tag : TailState::NoTag;

@@ -50,8 +50,7 @@ void TakeText(std::span<const std::byte>& rest, clString& text) {
 
 bool FetchStored(const StoredBytes& stored, clFile* source, std::byte* target) noexcept {
     if (stored.size == 0) return true;
-    return source != nullptr && source->Seek(stored.position, clFile::Where::Start) &&
-           source->Read(target, stored.size) == stored.size;
+    return source != nullptr && source->ReadAt(stored.position, target, stored.size) == stored.size;
 }
 
 std::u16string_view NormalisedTagName(std::u16string_view name, bool strip) noexcept {

@@ -18,13 +18,11 @@ bool Keep(clFile& file, std::size_t newBytes, OldTail& old) noexcept {
     if (count > std::numeric_limits<std::uint32_t>::max()) return false;
     if (!old.overwritten.Resize(static_cast<std::uint32_t>(count))) return false;
     return count == 0 ||
-           (file.Seek(old.start, clFile::Where::Start) &&
-            file.Read(old.overwritten.data(), old.overwritten.size()) == old.overwritten.size());
+           file.ReadAt(old.start, old.overwritten.data(), old.overwritten.size()) == old.overwritten.size();
 }
 
 void PutBack(clFile& file, const OldTail& old) noexcept {
-    if (!old.overwritten.empty() && file.Seek(old.start, clFile::Where::Start))
-        file.Write(old.overwritten.data(), old.overwritten.size(), clFile::Where::Here);
+    if (!old.overwritten.empty()) file.WriteAt(old.start, old.overwritten.data(), old.overwritten.size());
     if (file.Size() > old.fileSize) file.SetLength(old.fileSize);
 }
 
@@ -32,8 +30,7 @@ bool WriteAndCut(clFile& file, const OldTail& old, std::span<const std::byte> by
                  std::size_t lasting) noexcept {
     const std::int64_t newSize = old.start + static_cast<std::int64_t>(lasting);
     const std::int64_t reached = old.start + static_cast<std::int64_t>(bytes.size());
-    const bool written = bytes.empty() || (file.Seek(old.start, clFile::Where::Start) &&
-                                           file.Write(bytes.data(), bytes.size(), clFile::Where::Here));
+    const bool written = bytes.empty() || file.WriteAt(old.start, bytes.data(), bytes.size());
     if (written && (std::max(old.fileSize, reached) == newSize || file.SetLength(newSize))) return true;
     PutBack(file, old);
     return false;

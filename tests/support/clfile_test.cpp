@@ -192,8 +192,15 @@ TEST_F(FileTest, GoesWhereItIsTold) {
     EXPECT_TRUE(file.Write("h", 1, clFile::Where::Here));
     EXPECT_TRUE(file.Write("s", 1, clFile::Where::Start));
     EXPECT_TRUE(file.Write("e", 1, clFile::Where::End));
+    char digits[3] = {};
+    EXPECT_EQ(file.ReadAt(2, digits, 2, &failed), 2U);
+    EXPECT_STREQ(digits, "23");
+    EXPECT_TRUE(file.WriteAt(7, "n", 1));
+    EXPECT_FALSE(file.WriteAt(-1, "x", 1));
+    EXPECT_EQ(file.ReadAt(-1, digits, 2, &failed), 0U);
+    EXPECT_TRUE(failed) << "there is no such place";
     file.Close();
-    EXPECT_EQ(Bytes(), "s1234h6789e");
+    EXPECT_EQ(Bytes(), "s1234h6n89e");
 }
 
 TEST_F(FileTest, ReachesBehindFourGigabytes) {

@@ -25,8 +25,7 @@ class myStreamIn final : public streamIn {
         : file_(file), base_(base), size_(size), position_(base) {}
 
     std::uint64_t read(std::byte* buffer, std::uint64_t length) override {
-        if (!file_.Seek(static_cast<std::int64_t>(position_), clFile::Where::Start)) return 0;
-        const std::uint64_t came = file_.Read(buffer, length);
+        const std::uint64_t came = file_.ReadAt(static_cast<std::int64_t>(position_), buffer, length);
         position_ += came;
         return came;
     }
@@ -194,10 +193,11 @@ std::uint64_t TagID3v2::tagSizeOnDisk() noexcept {
 }
 
 bool TagID3v2::ReadAt(std::uint64_t position, std::span<std::byte> bytes) noexcept {
-    bool failed = !file.Seek(static_cast<std::int64_t>(position), clFile::Where::Start);
-    const bool whole = !failed && file.Read(bytes.data(), bytes.size(), &failed) == bytes.size();
+    bool failed = false;
+    const std::size_t came =
+        file.ReadAt(static_cast<std::int64_t>(position), bytes.data(), bytes.size(), &failed);
     if (failed) unreadable = true;
-    return whole;
+    return came == bytes.size();
 }
 
 bool TagID3v2::readTagFrom(id3tag& tag, clFile& source, std::uint64_t position) noexcept {

@@ -296,8 +296,7 @@ bool TagID3v2::Replace(std::span<const std::byte> old, std::span<const std::byte
 }
 
 bool TagID3v2::PutTag(std::span<const std::byte> bytes) noexcept {
-    return bytes.empty() || (file.Seek(static_cast<std::int64_t>(tagOffset), clFile::Where::Start) &&
-                             file.Write(bytes.data(), bytes.size(), clFile::Where::Here));
+    return bytes.empty() || file.WriteAt(static_cast<std::int64_t>(tagOffset), bytes.data(), bytes.size());
 }
 
 void TagID3v2::MergeEntries(const IDTags& tags, bool deleteOnly, TagValues& values) const {

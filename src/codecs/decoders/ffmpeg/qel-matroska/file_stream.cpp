@@ -17,14 +17,9 @@ streamImpl::streamImpl(const char16_t* path) : file_(path != nullptr ? path : u"
     file_.shareMode = clFile::kShareReadWrite;
 }
 
-void streamImpl::GoTo(std::uint64_t position) {
-    if (!file_.Seek(static_cast<std::int64_t>(position), clFile::Where::Start)) throw EBML::FileError();
-}
-
 std::size_t streamImpl::ReadFileAt(std::uint64_t position, void* buffer, std::size_t size) {
-    GoTo(position);
     bool failed = false;
-    const std::size_t count = file_.Read(buffer, size, &failed);
+    const std::size_t count = file_.ReadAt(static_cast<std::int64_t>(position), buffer, size, &failed);
     if (failed) throw EBML::FileError();
     return count;
 }
@@ -90,11 +85,10 @@ void streamImpl::Write(const void* data, std::size_t size) {
     if (size == 0) return;
     DropWindow();
     const EBML::Bytes old = BytesAt(position_, size);
-    GoTo(position_);
-    if (!file_.Write(data, size, clFile::Where::Here)) {
+    const auto position = static_cast<std::int64_t>(position_);
+    if (!file_.WriteAt(position, data, size)) {
         // A part of them may have been overwritten.
-        GoTo(position_);
-        file_.Write(old.data(), old.size(), clFile::Where::Here);
+        file_.WriteAt(position, old.data(), old.size());
         throw EBML::FileError();
     }
     position_ += size;

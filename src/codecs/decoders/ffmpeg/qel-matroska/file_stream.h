@@ -39,7 +39,6 @@ class streamImpl : public EBML::StreamRW {
 
     EBML::Bytes BytesAt(std::uint64_t position, std::size_t size);
     std::size_t ReadSome(void* buffer, std::size_t size);
-    void GoTo(std::uint64_t position);
     void DropWindow() noexcept { windowSize_ = 0; }
     void FillWindow();
 
