@@ -48,7 +48,8 @@ class Doctor(DoctorTest):
             self.assertIn("read back", findings[check]["text"])
         place = findings["temporary files"]["text"].removeprefix("in ")
         if host_kit.OPTIONS.runner:
-            place = place.replace("C:", host_kit.OPTIONS.runner[-1] + "/drive_c").replace("\\", "/")
+            ask = [*host_kit.OPTIONS.runner, "winepath", "-u", place]
+            place = subprocess.run(ask, stdout=subprocess.PIPE, check=True, timeout=TIME_LIMIT).stdout.decode().strip()
         self.assertEqual([name for name in os.listdir(place) if name.startswith("decoder-host-")], [])
         text = self.host("doctor").stdout.decode().splitlines()
         self.assertEqual([line[:3] for line in text], ["ok "] * len(SETUP + TRIALS))
